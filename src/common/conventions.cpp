@@ -1,0 +1,112 @@
+#include "conventions.h"
+
+#include "modassignmaint.h"
+
+#include "platform/errors.h"
+#include "platform/platform.h"
+
+namespace korva {
+
+namespace {
+
+void fillHeader(BrokerRequest &request, const QString &messageId, int kind)
+{
+    const UserContext *user = platform().user;
+    request.setMessageId(messageId);
+    request.setVersion(user ? user->versionText() : QStringLiteral("1.0"));
+    request.setKind(kind);
+    request.setContext(user ? user->contextText() : QString());
+}
+
+void status(const char *text)
+{
+    if (platform().status)
+        platform().status->StatusText(QLatin1String(text));
+}
+
+} // namespace
+
+BrokerRequest composeQuery(const QString &messageId, int kind,
+                           const QList<RequestParameter> &parameters)
+{
+    BrokerRequest request;
+    fillHeader(request, messageId, kind);
+    for (const auto &p : parameters)
+        request.addParameter(p);
+    return request;
+}
+
+BrokerRequest composeUpdate(const QString &messageId, int kind, const QString &recordSetName,
+                            const RecordSetPtr &rows)
+{
+    BrokerRequest request;
+    fillHeader(request, messageId, kind);
+    request.addRecordSet(recordSetName, rows);
+    return request;
+}
+
+bool isOwnReply(QStringView identity, QStringView messageId)
+{
+    return normalisedIdentity(identity) == normalisedIdentity(messageId);
+}
+
+void requireOwnReply(QStringView identity, QStringView messageId)
+{
+    if (!isOwnReply(identity, messageId))
+        raiseQuiet();
+}
+
+void handleDataReady(QStringView source, const QString &identity, const QString &messageId,
+                     BrokerMessage &message, RequestFlags &flags, const ReplyRoutes &routes)
+{
+    const bool own = isOwnReply(identity, messageId);
+    guard(
+        source,
+        [&] {
+            if (platform().pointer)
+                platform().pointer->setBusy();
+            if (!own)
+                raiseQuiet();
+            const QString error = ReplyCheck(messageId, source.toString(), message);
+            if (!error.isEmpty()) {
+                if (platform().messages)
+                    platform().messages->msgBox(error, MsgStyle::Critical,
+                                                modMessageTitle::MessageTitle());
+                if (flags.TimedOut) {
+                    if (routes.enableTabs)
+                        routes.enableTabs(true);
+                    status(StatusTexts::QueryTimedOut);
+                } else {
+                    flags.QueryFailed = true;
+                    if (!flags.UpdatePending) {
+                        status(StatusTexts::QueryNotSuccessful);
+                    } else {
+                        flags.UpdatePending = false;
+                        if (routes.enableTabs)
+                            routes.enableTabs(true);
+                        status(StatusTexts::UpdateNotSuccessful);
+                    }
+                }
+                flags.ReplyReceived = true;
+                raiseQuiet();
+            }
+            flags.ReplyReceived = true;
+            if (!flags.UpdatePending) {
+                if (routes.goodQuery)
+                    routes.goodQuery();
+            } else {
+                flags.UpdatePending = false;
+                if (routes.enableTabs)
+                    routes.enableTabs(true);
+                if (routes.goodUpdate)
+                    routes.goodUpdate();
+            }
+        },
+        Quiet::Swallow,
+        [&] {
+            if (own)
+                message.release(messageId);
+        });
+}
+
+} // namespace korva

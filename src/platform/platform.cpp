@@ -1,0 +1,25 @@
+#include "platform.h"
+
+namespace korva {
+
+namespace {
+Platform g_empty;
+Platform *g_current = &g_empty;
+} // namespace
+
+Platform &Platform::current()
+{
+    return *g_current;
+}
+
+void Platform::install(Platform *platform)
+{
+    g_current = platform ? platform : &g_empty;
+}
+
+void StatusBar::emptyResult(const QString &recordSetName)
+{
+    StatusText(QStringLiteral("No %1 records were returned.").arg(recordSetName));
+}
+
+} // namespace korva
