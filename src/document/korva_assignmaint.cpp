@@ -1,0 +1,111 @@
+#include "korva_assignmaint.h"
+
+#include "assignmententrytab.h"
+
+#include "platform/controls/datagrid.h"
+#include "platform/errors.h"
+#include "platform/platform.h"
+
+#include <QPushButton>
+#include <QRadioButton>
+#include <QShowEvent>
+#include <QTabWidget>
+
+namespace korva {
+
+KORVA_AssignMaint::KORVA_AssignMaint(QWidget *parent)
+    : QWidget(parent)
+{
+    buildControls();
+    wireEvents();
+}
+
+KORVA_AssignMaint::~KORVA_AssignMaint() = default;
+
+QString KORVA_AssignMaint::documentIdentity()
+{
+    return QStringLiteral("KORVA_AssignMaint");
+}
+
+void KORVA_AssignMaint::setContainer(const QString &tag, const QString &caption)
+{
+    m_containerTag = tag;
+    m_containerCaption = caption;
+}
+
+void KORVA_AssignMaint::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    if (m_shown)
+        return;
+    m_shown = true;
+    UserDocument_Show();
+}
+
+void KORVA_AssignMaint::wireEvents()
+{
+    connect(mZelbMessage, &BrokerMessage::DataReady, this,
+            &KORVA_AssignMaint::mZelbMessage_DataReady);
+    connect(mZelbMessage, &BrokerMessage::MsgTimeout, this,
+            &KORVA_AssignMaint::mZelbMessage_MsgTimeout);
+
+    for (int i = 0; i < int(cmdButton.size()); ++i) {
+        if (cmdButton[i])
+            connect(cmdButton[i], &QPushButton::clicked, this, [this, i] { cmdButton_Click(i); });
+    }
+    connect(grdAssignment, &DataGrid::RowLoaded, this, &KORVA_AssignMaint::grdAssignment_RowLoaded);
+    connect(grdAssignment, &DataGrid::Click, this, &KORVA_AssignMaint::grdAssignment_Click);
+
+    connect(optCurrentOfficer, &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            ProcessOptCurrentOfficer();
+    });
+    connect(optAllOfficers, &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            ProcessOptAllOfficers();
+    });
+    // Open and Closed behave as a pair that may also be left with neither chosen.
+    connect(optButton[1], &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            optButton[2]->setChecked(false);
+    });
+    connect(optButton[2], &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            optButton[1]->setChecked(false);
+    });
+
+    entry->setForwardButton(cmdButton[1]);
+    entry->setDataChangedTest([this] { return DataChanged(); });
+}
+
+void KORVA_AssignMaint::status(const QString &text) const
+{
+    if (platform().status)
+        platform().status->StatusText(text);
+}
+
+void KORVA_AssignMaint::EnableCmdButtons(bool enable)
+{
+    guard(u"KORVA_AssignMaint.EnableCmdButtons", [&] {
+        for (int i : {1, 2, 4, 3, 5})
+            cmdButton[i]->setEnabled(enable);
+    });
+}
+
+void KORVA_AssignMaint::cmdButton_Click(int index)
+{
+    guard(u"KORVA_AssignMaint.cmdButton_Click", [&] {
+        switch (index) {
+        case 0:
+            LoadMyAssignments();
+            break;
+        default:
+            break;
+        }
+        // The row commands wait for a row to be selected again.
+        for (int i : {1, 2, 4, 3, 5})
+            cmdButton[i]->setEnabled(false);
+    });
+}
+
+} // namespace korva

@@ -1,0 +1,118 @@
+#pragma once
+
+#include "common/conventions.h"
+#include "platform/broker.h"
+
+#include <QWidget>
+
+#include <array>
+
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QRadioButton;
+class QTabWidget;
+
+namespace korva {
+
+class AssignmentEntryTab;
+class DataControl;
+class DataGrid;
+class GridRow;
+class KORVA_DTP;
+
+// The assignment-maintenance document hosted by the shell.
+class KORVA_AssignMaint : public QWidget {
+    Q_OBJECT
+public:
+    explicit KORVA_AssignMaint(QWidget *parent = nullptr);
+    ~KORVA_AssignMaint() override;
+
+    // The host contract, in interface order.
+    bool DataChanged();
+    void BeforeUnload();
+    bool SaveData();
+    bool CloseDocument();
+    bool NeedSave();
+    void FileNew();
+    void BeforeUnload_BackupForPersist();
+    QString AssembleParameters();
+
+    // The question before leaving unsaved work; a refusal leaves as the quiet error
+    // (kQuietError) thrown to the caller.
+    void SaveAssignment();
+
+    // The hosting container's Tag and Caption, read at the first show.
+    void setContainer(const QString &tag, const QString &caption);
+    static QString documentIdentity(); // "KORVA_AssignMaint"
+    const RequestFlags &requestFlags() const { return m_flags; }
+
+protected:
+    void showEvent(QShowEvent *event) override;
+
+private:
+    // Layout (assignmaint_layout.cpp).
+    void buildControls();
+    QWidget *buildListTab();
+    void wireEvents();
+
+    // Lifecycle and host contract (assignmaint_lifecycle.cpp, assignmaint_host.cpp).
+    void UserDocument_Show();
+    void InitializeSettings();
+    void ApplyStartupRights();
+    void SetTabOrder();
+    void ConfigureToolbar(bool flag);
+    void SaveNewAssignment();
+    void EnableCmdButtons(bool enable);
+    void cmdButton_Click(int index);
+
+    // Search and list (assignmaint_list.cpp, assignmaint_rows.cpp).
+    void LoadMyAssignments();
+    void RefreshGrid();
+    void grdAssignment_RowLoaded(GridRow &row);
+    void grdAssignment_Click();
+    void SetGridBolding(DataGrid *grid);
+    void ProcessOptCurrentOfficer();
+    void ProcessOptAllOfficers();
+    QString officerFilter() const;
+    void mZelbMessage_DataReady(const QString &identity);
+    void mZelbMessage_MsgTimeout(const QString &identity);
+    void status(const QString &text) const;
+
+public:
+    // Control arrays by index; elements that belong to the entry tab are the tab's.
+    QTabWidget *tabTab = nullptr;
+    std::array<QPushButton *, 12> cmdButton{};
+    std::array<QRadioButton *, 10> optButton{};
+    std::array<KORVA_DTP *, 5> dtpFTDate{};
+    QRadioButton *optSent = nullptr;           // partner of optButton(3): the sent list
+    QRadioButton *optCurrentOfficer = nullptr; // narrow the shown rows to the signed-on officer
+    QRadioButton *optAllOfficers = nullptr;
+    // chkBox(2) alone: a read-only indicator "Can close any assignment", enabled for members
+    // of ASSIGNMENTCLOSERS; elements 0 and 1 do not exist.
+    std::array<QCheckBox *, 3> chkBox{};
+    DataControl *adoAssignment = nullptr;
+    DataGrid *grdAssignment = nullptr;
+    AssignmentEntryTab *entry = nullptr;
+    BrokerMessage *mZelbMessage = nullptr;
+
+private:
+    RequestFlags m_flags;
+    bool HistoryPending = false;
+    QString MessageID;
+    qint16 m_officerId = 0;
+    QString m_containerTag;
+    QString m_containerCaption;
+    bool m_shown = false;
+    bool m_assignmentRight = false;
+    bool m_assignmentClosers = false;
+
+    // The selected row, remembered for the row commands.
+    QString m_selectedNumber;
+    QString m_selectedType;
+    QString m_selectedStatus;
+    qint16 m_selectedCreator = 0;
+    int m_selectedHistoryCount = 0;
+};
+
+} // namespace korva
