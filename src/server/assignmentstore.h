@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QDate>
+#include <QDateTime>
+#include <QString>
+
+#include <optional>
+
+namespace korva::server {
+
+class Database;
+
+// One assignment row as the update handler reads and writes it.
+struct AssignmentRecord {
+    qint64 number = 0;
+    QString type;
+    QString status;
+    std::optional<qint64> fromOfficer;
+    std::optional<qint64> toOfficer;
+    qint64 creator = 0;
+    QString agency;
+    QString troop;
+    QString district;
+    QDate assigned;
+    QDate effective;
+    QDate due;
+    QDate expiration;
+    QDate closed;
+    QString comment;
+    QString subject;
+    QString formNumber;
+    QString formType;
+    QString station;
+    QString notify;
+    int historyCount = 0;
+    std::optional<qint64> original;
+};
+
+std::optional<AssignmentRecord> loadAssignment(Database &db, qint64 number);
+void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now);
+void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now);
+// The history entry of one change: the assignment as the change left it, who made the
+// change, and the change's name (ADD, FORWARD, REPLY, CLOSE, REOPEN).
+void insertHistory(Database &db, const AssignmentRecord &a, const QString &action,
+                   qint64 byOfficer, const QDateTime &now);
+
+} // namespace korva::server

@@ -1,0 +1,341 @@
+// Kind 15: the "ASSIGNMENT" updates. One request is one transaction: every row is checked and
+// written in order, and the first refusal rolls back all rows before it.
+#include "accountnumber.h"
+#include "assignmentstore.h"
+#include "database.h"
+#include "handlers.h"
+#include "lookups.h"
+#include "servererror.h"
+#include "updaterow.h"
+
+#include <QSet>
+
+namespace korva::server {
+
+namespace {
+
+constexpr int kSubjectMax = 100;
+constexpr int kCommentMax = 2000;
+constexpr int kFormNumberMax = 20;
+constexpr int kCodeMax = 12;
+
+struct Addressee {
+    std::optional<qint64> officer;
+    QString agency;
+    QString troop;
+    QString district;
+};
+
+class AssignmentUpdate {
+public:
+    AssignmentUpdate(HandlerContext &ctx)
+        : m_ctx(ctx)
+        , m_db(ctx.db)
+        , m_me(ctx.session.officerId)
+    {
+    }
+
+    void apply(const UpdateRow &row)
+    {
+        const QString action = row.trimmed("ACTION").toUpper();
+        if (action == u"ADD") {
+            if (row.has("ASGNMT_NBR"))
+                addForwardCopy(row);
+            else
+                addNew(row);
+        } else if (action == u"UPD") {
+            update(row);
+        } else {
+            row.refuse(QStringLiteral("ACTION \"%1\" is not ADD or UPD.").arg(row.text("ACTION")));
+        }
+    }
+
+private:
+    // The sender named in a row must be the signed-on officer: nobody sends in another's name.
+    void checkSender(const UpdateRow &row)
+    {
+        const auto from = row.id("OFCR_FRM_ID");
+        if (from && *from != m_me)
+            row.refuse(QStringLiteral("OFCR_FRM_ID %1 is not the signed-on officer %2.")
+                           .arg(*from)
+                           .arg(m_me));
+    }
+
+    void checkOfficer(const UpdateRow &row, qint64 id, const char *field)
+    {
+        const auto officer = findOfficer(m_db, id);
+        if (!officer)
+            row.refuse(QStringLiteral("%1: officer %2 is not known.")
+                           .arg(QLatin1String(field))
+                           .arg(id));
+        if (!officer->activeOn(m_ctx.today))
+            row.refuse(QStringLiteral("%1: officer %2 is not active on %3.")
+                           .arg(QLatin1String(field))
+                           .arg(id)
+                           .arg(m_ctx.today.toString(Qt::ISODate)));
+    }
+
+    Addressee readAddressee(const UpdateRow &row)
+    {
+        Addressee to;
+        to.officer = row.id("OFCR_TO_ID");
+        to.agency = row.optional("AGNCY_CD", kCodeMax).trimmed();
+        to.troop = row.optional("TRP_ID", 1).trimmed().toUpper();
+        to.district = row.optional("TRP_DIST_ID", 4).trimmed().toUpper();
+        const int kinds = (to.officer ? 1 : 0) + (to.agency.isEmpty() ? 0 : 1) +
+                          (to.troop.isEmpty() ? 0 : 1);
+        if (kinds == 0)
+            row.refuse(QStringLiteral("The assignment has no addressee: give OFCR_TO_ID, "
+                                      "AGNCY_CD or TRP_ID."));
+        if (kinds > 1)
+            row.refuse(QStringLiteral("The assignment names more than one addressee; give only "
+                                      "one of OFCR_TO_ID, AGNCY_CD and TRP_ID."));
+        if (!to.district.isEmpty() && to.troop.isEmpty())
+            row.refuse(QStringLiteral("TRP_DIST_ID needs its TRP_ID."));
+        if (to.officer)
+            checkOfficer(row, *to.officer, "OFCR_TO_ID");
+        if (!to.agency.isEmpty() && !agencyExists(m_db, m_ctx.session.region, to.agency,
+                                                  m_ctx.today))
+            row.refuse(QStringLiteral("The agency %1 could not be found.").arg(to.agency));
+        if (!to.troop.isEmpty() && !troopExists(m_db, to.troop, to.district))
+            row.refuse(to.district.isEmpty()
+                           ? QStringLiteral("Troop %1 is not valid.").arg(to.troop)
+                           : QStringLiteral("Troop/District %1%2 is not valid.")
+                                 .arg(to.troop, to.district));
+        return to;
+    }
+
+    static void setAddressee(AssignmentRecord &a, const Addressee &to)
+    {
+        a.toOfficer = to.officer;
+        a.agency = to.agency.isEmpty() ? QString() : to.agency;
+        a.troop = to.troop.isEmpty() ? QString() : to.troop;
+        a.district = to.district.isEmpty() ? QString() : to.district;
+    }
+
+    void readDates(const UpdateRow &row, AssignmentRecord &a)
+    {
+        a.effective = row.requiredDate("EFCTV_DT");
+        a.due = row.requiredDate("DUE_DT");
+        a.expiration = row.requiredDate("EXPRTN_DT");
+        if (a.due < a.effective)
+            row.refuse(QStringLiteral("The due date must be on, or after, the effective date."));
+        if (a.expiration < a.due)
+            row.refuse(QStringLiteral("The expiration date must be on, or after, the due date."));
+    }
+
+    void readComment(const UpdateRow &row, AssignmentRecord &a)
+    {
+        if (row.has("ASGNMT_CMMT_TXT"))
+            a.comment = row.optional("ASGNMT_CMMT_TXT", kCommentMax);
+        if (row.has("NTFY_IND"))
+            a.notify = row.optional("NTFY_IND", 1).trimmed().toUpper();
+    }
+
+    std::optional<AssignmentType> typeOf(const QString &code)
+    {
+        return findAssignmentType(m_db, m_ctx.session.region, code);
+    }
+
+    void addNew(const UpdateRow &row)
+    {
+        if (!hasRight(m_db, m_me, QLatin1String(kRightAssignment), 'R'))
+            row.refuse(QStringLiteral("You do not have the \"Assignment\" right needed to "
+                                      "create an assignment."));
+        checkSender(row);
+        AssignmentRecord a;
+        a.type = row.optional("ASGNMT_TYP_CD", 3).trimmed().toUpper();
+        if (a.type.isEmpty())
+            a.type = QLatin1String(kDefaultType);
+        if (a.type != QLatin1String(kDefaultType) && !typeOf(a.type))
+            row.refuse(QStringLiteral("The assignment type %1 could not be found.").arg(a.type));
+        a.subject = row.optional("ASGNMT_SBJCT_TXT", kSubjectMax);
+        a.formNumber = row.optional("FORM_NBR", kFormNumberMax).trimmed();
+        a.formType = row.optional("FORM_TYP_CD", kCodeMax).trimmed();
+        if (a.formNumber.isEmpty() != a.formType.isEmpty())
+            row.refuse(QStringLiteral("FORM_NBR and FORM_TYP_CD are sent together or not at "
+                                      "all."));
+        if (!a.formType.isEmpty()) {
+            const auto form = referenceTypeForm(m_db, m_ctx.session.region, a.formType,
+                                                m_ctx.today);
+            if (!form)
+                row.refuse(QStringLiteral("The reference account type %1 could not be found.")
+                               .arg(a.formType));
+            const QString problem = checkAccountNumber(*form, a.formNumber);
+            if (!problem.isEmpty())
+                row.refuse(problem);
+        }
+        readDates(row, a);
+        setAddressee(a, readAddressee(row));
+        readComment(row, a);
+        a.number = nextNumber(m_db, "ASGNMT_NBR");
+        a.status = QStringLiteral("O");
+        a.fromOfficer = m_me;
+        a.creator = m_me;
+        a.assigned = m_ctx.today;
+        a.station = m_ctx.session.values.value(QStringLiteral("STATION_ID"));
+        a.historyCount = 1;
+        insertAssignment(m_db, a, m_ctx.now);
+        insertHistory(m_db, a, QStringLiteral("ADD"), m_me, m_ctx.now);
+    }
+
+    AssignmentRecord existing(const UpdateRow &row)
+    {
+        const QString t = row.trimmed("ASGNMT_NBR");
+        bool ok = false;
+        const qint64 number = t.toLongLong(&ok);
+        if (t.isEmpty())
+            row.refuse(QStringLiteral("ASGNMT_NBR is required."));
+        if (!ok)
+            row.refuse(QStringLiteral("ASGNMT_NBR \"%1\" is not a valid assignment number.").arg(t));
+        auto a = loadAssignment(m_db, number);
+        if (!a)
+            row.refuse(QStringLiteral("Assignment %1 is not known.").arg(number));
+        return *a;
+    }
+
+    void write(AssignmentRecord &a, const char *action)
+    {
+        a.historyCount += 1;
+        updateAssignment(m_db, a, m_ctx.now);
+        insertHistory(m_db, a, QLatin1String(action), m_me, m_ctx.now);
+    }
+
+    void update(const UpdateRow &row)
+    {
+        AssignmentRecord a = existing(row);
+        // A forward always carries its new dates or a non-officer addressee; a reply carries
+        // only the swapped officers; close and reopen carry only the status.
+        if (row.has("ASGNMT_STTS_CD"))
+            closeOrReopen(row, a);
+        else if (row.has("EFCTV_DT") || row.has("AGNCY_CD") || row.has("TRP_ID"))
+            forward(row, a);
+        else if (row.has("OFCR_FRM_ID") || row.has("OFCR_TO_ID"))
+            reply(row, a);
+        else
+            row.refuse(QStringLiteral("The update of assignment %1 is neither a forward, a "
+                                      "reply, a close nor a reopen.")
+                           .arg(a.number));
+    }
+
+    void closeOrReopen(const UpdateRow &row, AssignmentRecord &a)
+    {
+        const QString status = row.trimmed("ASGNMT_STTS_CD").toUpper();
+        if (status == u"C") {
+            if (a.status == u"C")
+                row.refuse(QStringLiteral("Assignment %1 is already closed.").arg(a.number));
+            const auto type = typeOf(a.type);
+            if (type && type->creatorCloses && a.creator != m_me &&
+                !hasRight(m_db, m_me, QLatin1String(kGroupClosers), 'G'))
+                row.refuse(QStringLiteral("You are not authorized to close this assignment. It "
+                                          "can only be closed by the assignment creator."));
+            a.status = status;
+            a.closed = row.date("CLSE_DT").value_or(m_ctx.today);
+            if (a.closed < a.assigned)
+                row.refuse(QStringLiteral("The close date must be on, or after, the assigned "
+                                          "date."));
+            readComment(row, a);
+            write(a, "CLOSE");
+        } else if (status == u"O") {
+            if (a.status != u"C")
+                row.refuse(QStringLiteral("Assignment %1 is not closed.").arg(a.number));
+            a.status = status;
+            a.closed = QDate();
+            readComment(row, a);
+            write(a, "REOPEN");
+        } else {
+            row.refuse(QStringLiteral("ASGNMT_STTS_CD \"%1\" is not a status an update sets "
+                                      "(C closes, O reopens).")
+                           .arg(status));
+        }
+    }
+
+    void forward(const UpdateRow &row, AssignmentRecord &a)
+    {
+        if (a.status == u"C")
+            row.refuse(QStringLiteral("Assignment %1 is closed; reopen it before forwarding.")
+                           .arg(a.number));
+        checkSender(row);
+        readDates(row, a);
+        setAddressee(a, readAddressee(row));
+        readComment(row, a);
+        a.fromOfficer = m_me;
+        a.status = QStringLiteral("F");
+        write(a, "FORWARD");
+        m_forwarded.insert(a.number);
+    }
+
+    void reply(const UpdateRow &row, AssignmentRecord &a)
+    {
+        const auto type = typeOf(a.type);
+        if (type && type->systemGenerated)
+            row.refuse(QStringLiteral("A system-generated assignment (type %1) cannot be "
+                                      "replied to.")
+                           .arg(a.type));
+        if (a.status == u"C")
+            row.refuse(QStringLiteral("Assignment %1 is closed; reopen it before replying.")
+                           .arg(a.number));
+        const qint64 from = row.requiredId("OFCR_FRM_ID");
+        const qint64 to = row.requiredId("OFCR_TO_ID");
+        checkOfficer(row, from, "OFCR_FRM_ID");
+        checkOfficer(row, to, "OFCR_TO_ID");
+        a.fromOfficer = from;
+        a.toOfficer = to;
+        a.agency = a.troop = a.district = QString();
+        readComment(row, a);
+        a.status = QStringLiteral("R");
+        write(a, "REPLY");
+    }
+
+    // Further officers of a forward get their own assignment, tied to the original and
+    // carrying its type, subject and reference document whatever the row repeats of them.
+    void addForwardCopy(const UpdateRow &row)
+    {
+        const AssignmentRecord original = existing(row);
+        if (!m_forwarded.contains(original.number))
+            row.refuse(QStringLiteral("An ADD row tied to assignment %1 must follow its "
+                                      "forward (an UPD row) in the same request.")
+                           .arg(original.number));
+        checkSender(row);
+        row.optional("ASGNMT_SBJCT_TXT", kSubjectMax);
+        AssignmentRecord copy = original;
+        readDates(row, copy);
+        setAddressee(copy, readAddressee(row));
+        copy.comment = QString();
+        copy.notify = QString();
+        readComment(row, copy);
+        copy.number = nextNumber(m_db, "ASGNMT_NBR");
+        copy.status = QStringLiteral("F");
+        copy.fromOfficer = m_me;
+        copy.assigned = m_ctx.today;
+        copy.closed = QDate();
+        copy.original = original.original.value_or(original.number);
+        copy.historyCount = 1;
+        insertAssignment(m_db, copy, m_ctx.now);
+        insertHistory(m_db, copy, QStringLiteral("FORWARD"), m_me, m_ctx.now);
+    }
+
+    HandlerContext &m_ctx;
+    Database &m_db;
+    qint64 m_me;
+    QSet<qint64> m_forwarded;
+};
+
+} // namespace
+
+BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &request)
+{
+    const RecordSetPtr rs = request.recordSet(u"ASSIGNMENT");
+    if (!rs)
+        throw RequestError(QStringLiteral("The update carries no ASSIGNMENT record set."));
+    if (rs->storageCount() == 0)
+        throw RequestError(QStringLiteral("The ASSIGNMENT record set has no rows."));
+    Transaction tx(ctx.db);
+    AssignmentUpdate update(ctx);
+    for (int i = 0; i < rs->storageCount(); ++i)
+        update.apply(UpdateRow(*rs, i));
+    tx.commit();
+    return BrokerReply::success(request);
+}
+
+} // namespace korva::server

@@ -1,0 +1,128 @@
+#include "backend.h"
+
+#include "lookups.h"
+#include "server.h"
+#include "servererror.h"
+
+#include <platform/errors.h>
+
+#include <QAtomicInteger>
+
+namespace korva::server {
+
+namespace {
+
+QAtomicInteger<quint64> g_instances{0};
+
+using Handler = BrokerReply (*)(HandlerContext &, const BrokerRequest &);
+
+Handler handlerFor(int kind)
+{
+    switch (kind) {
+    case RequestKind::Query:
+        return handleQuery;
+    case RequestKind::AssignmentUpdate:
+        return handleAssignmentUpdate;
+    case RequestKind::CustomerForms:
+        return handleCustomerForms;
+    case RequestKind::WorksheetDetails:
+        return handleWorksheetDetails;
+    case RequestKind::WorksheetSave:
+        return handleWorksheetSave;
+    case RequestKind::ReferenceData:
+        return handleReferenceData;
+    case RequestKind::CodeList:
+        return handleCodeList;
+    case RequestKind::Number:
+        return handleNumber;
+    case kCustomerSearchKind:
+        return handleCustomerSearch;
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
+ServerBackend::ServerBackend(const ServerSettings &settings)
+    : m_settings(settings)
+{
+    const quint64 n = g_instances.fetchAndAddOrdered(1);
+    const QString name = QStringLiteral("korva-server-%1").arg(n);
+    try {
+        m_db = std::make_unique<Database>(settings, name);
+    } catch (const RequestError &e) {
+        m_configError = e.text();
+    }
+    m_codes = std::make_unique<CodeTables>(name + QStringLiteral("-codes"));
+}
+
+ServerBackend::~ServerBackend() = default;
+
+Session ServerBackend::signedOn(const BrokerRequest &request)
+{
+    Session s = Session::fromContext(request.context());
+    if (s.officerId == 0)
+        throw RequestError(QStringLiteral("The request does not say who is signed on: its "
+                                          "context text needs INSP_ID=<officer>."));
+    const auto officer = findOfficer(*m_db, s.officerId);
+    if (!officer)
+        throw RequestError(
+            QStringLiteral("The signed-on officer %1 is not known.").arg(s.officerId));
+    if (s.region.isEmpty())
+        s.region = officer->region;
+    return s;
+}
+
+BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
+{
+    if (!m_db)
+        throw RequestError(m_configError);
+    const Handler handler = handlerFor(request.kind());
+    if (!handler)
+        throw RequestError(
+            QStringLiteral("The request kind %1 is not one the server answers.").arg(request.kind()));
+    m_db->open();
+    HandlerContext ctx{*m_db, *m_codes, {}, QDate::currentDate(), QDateTime::currentDateTime()};
+    // The code list reads shared tables only; every other request acts for an officer.
+    if (request.kind() == RequestKind::CodeList)
+        ctx.session = Session::fromContext(request.context());
+    else
+        ctx.session = signedOn(request);
+    return handler(ctx, request);
+}
+
+BrokerReply ServerBackend::handle(const BrokerRequest &request)
+{
+    if (!m_db)
+        return BrokerReply::failure(request, m_configError);
+    try {
+        return dispatch(request);
+    } catch (const DatabaseError &e) {
+        m_db->rollback();
+        if (e.connectionLost())
+            m_db->close();
+        return BrokerReply::failure(request, e.text());
+    } catch (const RequestError &e) {
+        m_db->rollback();
+        return BrokerReply::failure(request, e.text());
+    } catch (const ProcError &e) {
+        m_db->rollback();
+        return BrokerReply::failure(request, e.description());
+    } catch (const std::exception &e) {
+        m_db->rollback();
+        return BrokerReply::failure(request, QString::fromUtf8(e.what()));
+    }
+}
+
+std::unique_ptr<BrokerBackend> makeBackend(const ServerSettings &settings)
+{
+    return std::make_unique<ServerBackend>(settings);
+}
+
+BackendFactory makeBackendFactory(const ServerSettings &settings)
+{
+    return [settings] { return makeBackend(settings); };
+}
+
+} // namespace korva::server

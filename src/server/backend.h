@@ -1,0 +1,29 @@
+#pragma once
+
+#include "codetables.h"
+#include "database.h"
+#include "handlers.h"
+
+#include <platform/broker.h>
+
+namespace korva::server {
+
+class ServerBackend : public BrokerBackend {
+public:
+    explicit ServerBackend(const ServerSettings &settings);
+    ~ServerBackend() override;
+
+    BrokerReply handle(const BrokerRequest &request) override;
+    Database &database() { return *m_db; }
+
+private:
+    BrokerReply dispatch(const BrokerRequest &request);
+    Session signedOn(const BrokerRequest &request);
+
+    ServerSettings m_settings;
+    std::unique_ptr<Database> m_db;
+    std::unique_ptr<CodeTables> m_codes;
+    QString m_configError; // a connection text that cannot be used
+};
+
+} // namespace korva::server

@@ -1,0 +1,238 @@
+#include "database.h"
+
+#include "schema.h"
+#include "servererror.h"
+
+#include <QDate>
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QSqlDriver>
+#include <QSqlError>
+
+namespace korva::server {
+
+namespace {
+
+bool isLockError(const QSqlError &e)
+{
+    const QString code = e.nativeErrorCode();
+    const QString text = e.databaseText();
+    // SQLite: SQLITE_BUSY (5), SQLITE_LOCKED (6); PostgreSQL: lock_not_available, deadlock.
+    return code == u"5" || code == u"6" || code == u"55P03" || code == u"40P01" ||
+           text.contains(u"database is locked", Qt::CaseInsensitive) ||
+           text.contains(u"lock timeout", Qt::CaseInsensitive);
+}
+
+} // namespace
+
+QVariant dbDate(const QDate &date)
+{
+    return date.isValid() ? QVariant(date.toString(Qt::ISODate)) : QVariant();
+}
+
+QVariant dbTimestamp(const QDateTime &ts)
+{
+    return ts.isValid() ? QVariant(ts.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")))
+                        : QVariant();
+}
+
+Database::Database(ServerSettings settings, QString connectionName)
+    : m_settings(std::move(settings))
+    , m_spec(ConnectionSpec::parse(m_settings.connection))
+    , m_name(std::move(connectionName))
+{
+}
+
+Database::~Database()
+{
+    close();
+}
+
+QSqlDatabase Database::handle() const
+{
+    return QSqlDatabase::database(m_name, false);
+}
+
+void Database::close()
+{
+    m_statements.clear();
+    m_open = false;
+    m_inTransaction = false;
+    if (QSqlDatabase::contains(m_name)) {
+        {
+            QSqlDatabase db = QSqlDatabase::database(m_name, false);
+            db.close();
+        }
+        QSqlDatabase::removeDatabase(m_name);
+    }
+}
+
+void Database::openConnection()
+{
+    if (QSqlDatabase::contains(m_name))
+        QSqlDatabase::removeDatabase(m_name);
+    if (m_spec.dialect == Dialect::Sqlite) {
+        const QFileInfo file(m_spec.path);
+        if (!file.exists() && !m_settings.createIfMissing)
+            throw DatabaseError(
+                QStringLiteral("The database %1 does not exist.").arg(m_spec.display()), true);
+        if (!file.absoluteDir().exists())
+            throw DatabaseError(QStringLiteral("The database %1 cannot be reached: its folder "
+                                               "does not exist.")
+                                    .arg(m_spec.display()),
+                                true);
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
+        db.setDatabaseName(m_spec.path);
+        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(m_settings.busyTimeoutMs));
+        if (!db.open())
+            throw DatabaseError(QStringLiteral("The database %1 cannot be opened: %2")
+                                    .arg(m_spec.display(), db.lastError().text()),
+                                true);
+        execute(QStringLiteral("PRAGMA foreign_keys = ON"));
+        execute(QStringLiteral("PRAGMA journal_mode = WAL"));
+        execute(QStringLiteral("PRAGMA synchronous = NORMAL"));
+    } else {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), m_name);
+        db.setHostName(m_spec.host);
+        db.setPort(m_spec.port);
+        db.setUserName(m_spec.user);
+        db.setPassword(m_spec.password);
+        db.setDatabaseName(m_spec.database);
+        db.setConnectOptions(QStringLiteral("connect_timeout=%1").arg(m_settings.connectTimeoutSec));
+        if (!db.open())
+            throw DatabaseError(QStringLiteral("The database %1 cannot be reached: %2")
+                                    .arg(m_spec.display(), db.lastError().text().trimmed()),
+                                true);
+        execute(QStringLiteral("SET lock_timeout = %1").arg(m_settings.busyTimeoutMs));
+        execute(QStringLiteral("SET client_min_messages = warning"));
+    }
+}
+
+void Database::open()
+{
+    if (m_open)
+        return;
+    try {
+        openConnection();
+        m_open = true;
+        migrate(*this);
+    } catch (...) {
+        close();
+        throw;
+    }
+}
+
+QString Database::describe(const QSqlError &error) const
+{
+    if (isLockError(error))
+        return QStringLiteral("The database is busy: another user holds a lock on it. "
+                              "Please try again.");
+    QString text = error.databaseText().trimmed();
+    if (text.isEmpty())
+        text = error.text().trimmed();
+    return QStringLiteral("Database error: %1").arg(text);
+}
+
+void Database::checkError(const QSqlError &error, const QString &what)
+{
+    if (error.type() == QSqlError::NoError)
+        return;
+    // The SQLite driver reports every failed step as a connection error; only PostgreSQL
+    // really loses its connection.
+    const bool lost = m_spec.dialect == Dialect::Postgres &&
+                      (error.type() == QSqlError::ConnectionError || !handle().isOpen());
+    QString text = describe(error);
+    if (lost)
+        text = QStringLiteral("The database %1 cannot be reached: %2")
+                   .arg(m_spec.display(), error.text().trimmed());
+    Q_UNUSED(what);
+    throw DatabaseError(text, lost);
+}
+
+void Database::fail(const QSqlQuery &query, const QString &what)
+{
+    checkError(query.lastError(), what);
+    throw DatabaseError(QStringLiteral("Database error while %1.").arg(what));
+}
+
+QSqlQuery &Database::statement(const QString &sql)
+{
+    auto it = m_statements.find(sql);
+    if (it != m_statements.end())
+        return it.value();
+    QSqlQuery q(handle());
+    q.setForwardOnly(true);
+    if (!q.prepare(sql))
+        fail(q, QStringLiteral("preparing a statement"));
+    return m_statements.insert(sql, std::move(q)).value();
+}
+
+QSqlQuery &Database::run(const QString &sql, std::initializer_list<QVariant> values)
+{
+    QSqlQuery &q = statement(sql);
+    int i = 0;
+    for (const QVariant &v : values)
+        q.bindValue(i++, v);
+    if (!q.exec())
+        fail(q, QStringLiteral("running a statement"));
+    return q;
+}
+
+QVariant Database::scalar(const QString &sql, std::initializer_list<QVariant> values)
+{
+    QSqlQuery &q = run(sql, values);
+    QVariant v;
+    if (q.next())
+        v = q.value(0);
+    q.finish();
+    return v;
+}
+
+void Database::execute(const QString &sql)
+{
+    QSqlQuery q(handle());
+    if (!q.exec(sql))
+        fail(q, QStringLiteral("running \"%1\"").arg(sql.left(60)));
+}
+
+void Database::begin()
+{
+    execute(m_spec.dialect == Dialect::Sqlite ? QStringLiteral("BEGIN IMMEDIATE")
+                                              : QStringLiteral("BEGIN"));
+    m_inTransaction = true;
+}
+
+void Database::commit()
+{
+    for (auto &q : m_statements)
+        q.finish();
+    execute(QStringLiteral("COMMIT"));
+    m_inTransaction = false;
+}
+
+void Database::rollback() noexcept
+{
+    if (!m_inTransaction)
+        return;
+    m_inTransaction = false;
+    for (auto &q : m_statements)
+        q.finish();
+    if (!m_open)
+        return;
+    QSqlQuery q(handle());
+    q.exec(QStringLiteral("ROLLBACK"));
+}
+
+bool Database::tableExists(const QString &table)
+{
+    const QSqlDatabase db = handle();
+    const QStringList tables = db.tables(QSql::Tables);
+    for (const QString &t : tables) {
+        if (t.compare(table, Qt::CaseInsensitive) == 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace korva::server

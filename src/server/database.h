@@ -1,0 +1,95 @@
+#pragma once
+
+#include "serversettings.h"
+
+#include <QHash>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QString>
+
+#include <initializer_list>
+
+namespace korva::server {
+
+// One named Qt SQL connection of one back-end instance (so of one thread), with a cache of
+// prepared statements and error texts that a screen can show. Every failure throws
+// DatabaseError.
+class Database {
+public:
+    Database(ServerSettings settings, QString connectionName);
+    ~Database();
+    Database(const Database &) = delete;
+    Database &operator=(const Database &) = delete;
+
+    // Opens the connection and brings the schema up to date; a no-op when already open.
+    void open();
+    void close();
+    bool isOpen() const { return m_open; }
+    Dialect dialect() const { return m_spec.dialect; }
+    const ConnectionSpec &spec() const { return m_spec; }
+    QSqlDatabase handle() const;
+    const QString &connectionName() const { return m_name; }
+
+    // A prepared, forward-only statement kept for reuse. Callers bind, run and finish() it;
+    // the same text must not be used twice at once.
+    QSqlQuery &statement(const QString &sql);
+    // Binds the values in order and runs the statement. Returns it, positioned before row one.
+    QSqlQuery &run(const QString &sql, std::initializer_list<QVariant> values = {});
+    // Runs a statement text once, unprepared (schema changes, pragmas).
+    void execute(const QString &sql);
+    // The first column of the first row, or a null value when there is no row.
+    QVariant scalar(const QString &sql, std::initializer_list<QVariant> values = {});
+
+    // Write transactions take the write lock at their start so that two writers queue for it
+    // instead of failing halfway.
+    void begin();
+    void commit();
+    void rollback() noexcept;
+    bool inTransaction() const { return m_inTransaction; }
+
+    [[noreturn]] void fail(const QSqlQuery &query, const QString &what);
+    QString describe(const class QSqlError &error) const;
+    bool tableExists(const QString &table);
+
+private:
+    void openConnection();
+    void checkError(const QSqlError &error, const QString &what);
+
+    ServerSettings m_settings;
+    ConnectionSpec m_spec;
+    QString m_name;
+    bool m_open = false;
+    bool m_inTransaction = false;
+    QHash<QString, QSqlQuery> m_statements;
+};
+
+// Rolls back unless committed; one per request that writes.
+class Transaction {
+public:
+    explicit Transaction(Database &db)
+        : m_db(db)
+    {
+        m_db.begin();
+    }
+    ~Transaction()
+    {
+        if (!m_done)
+            m_db.rollback();
+    }
+    void commit()
+    {
+        m_db.commit();
+        m_done = true;
+    }
+
+private:
+    Database &m_db;
+    bool m_done = false;
+};
+
+// Dates and timestamps travel to both databases as ISO texts: SQLite keeps them as text that
+// sorts by time, PostgreSQL casts them to its own types.
+QVariant dbDate(const class QDate &date);
+QVariant dbTimestamp(const class QDateTime &ts);
+
+} // namespace korva::server

@@ -1,0 +1,658 @@
+// The demo database: realistic, varied and deterministic. Small by default (a few hundred
+// assignments around the demo officer); a size argument scales it to a million assignments for
+// the benchmarks, loaded in one transaction through multi-row prepared inserts, with the list
+// indexes built once at the end rather than row by row.
+#include "demodata.h"
+
+#include "bulkinsert.h"
+#include "codetables.h"
+#include "database.h"
+#include "schema.h"
+#include "servererror.h"
+
+#include <platform/checkdigit.h>
+
+#include <QFile>
+#include <QVarLengthArray>
+
+#include <cmath>
+
+#include <vector>
+
+namespace korva::server {
+
+namespace {
+
+const char *const kRegions[] = {"NE", "SE", "MW", "WE"};
+
+const char *const kLastNames[] = {
+    "Anderson", "Baker",  "Carter", "Dalton",  "Ellis",   "Fischer", "Garcia", "Hughes",
+    "Iverson",  "Jensen", "Keller", "Lindqvist", "Moreau", "Novak",  "O'Neil", "Peralta",
+    "Quinn",    "Russo",  "Sato",   "Thompson", "Underwood", "Varga", "Walsh", "Xu",
+    "Young",    "Zeller", "Mac Donald", "de la Cruz", "Nguyen", "Okafor", "Petrov", "Ramos"};
+const char *const kFirstNames[] = {"Maria", "James", "Aiko", "Pedro", "Linda", "Omar",
+                                   "Grace", "Tomas", "Ingrid", "Kwame", "Rosa", "Victor",
+                                   "Helen", "Yusuf", "Clara", "Dmitri", "Ann", "Lee"};
+const char *const kMiddleNames[] = {"Q", "A", "B", "Marie", "Lee", "J", "Ray", "K"};
+const char *const kSuffixes[] = {",jr", ",Sr", ",JR", ",sr"};
+
+const char *const kCompanies[] = {"Acme Hardware LLC", "O'Brien's Pub",   "Blue Ridge Farms",
+                                  "Harbor Freight Co", "Lakeside Diner",  "Northgate Motors",
+                                  "Pine & Oak Furniture", "Summit Dental", "Riverside Bakery",
+                                  "Cedar Creek Auto", "Golden Gate Imports", "Maple Leaf Cafe"};
+const char *const kStreets[] = {"Main St", "Oak Ave", "Elm St", "Route 9", "Harbor Rd",
+                                "Mill Ln", "Church St", "Lake Dr"};
+const char *const kCities[] = {"Springfield", "Riverton", "Fairview", "Georgetown",
+                               "Salem", "Franklin", "Clinton", "Madison"};
+const char *const kStates[] = {"NY", "PA", "NJ", "CT", "MA", "VT"};
+
+const char *const kSubjects[] = {"Follow up on unpaid citation", "Verify business address",
+                                 "Field visit requested", "Payment plan review",
+                                 "Customer disputes balance", "Refund of excess funds",
+                                 "Delinquent return", "Check \"bounced\" twice"};
+const char *const kComments[] = {
+    "Please contact the customer before the due date.",
+    "Customer called; says payment was mailed last week.",
+    "See attached notes from the field visit.",
+    "O'Brien's account - owner asked for a callback; note the quote ' and -- dashes.",
+    "Reviewed; forwarding for action.",
+    "",
+    "Multi-line comment:\r\nfirst line\r\nsecond line",
+    "'; DROP TABLE ASGNMT; -- stored as typed"};
+
+// Assignment types: code, description, creator closes, due days, expiration days, system.
+struct TypeSpec {
+    const char *code;
+    const char *description;
+    const char *creatorCloses;
+    int due; // -1: no count
+    int expiration;
+    const char *system;
+    int weight; // out of 100
+};
+const TypeSpec kTypes[] = {
+    {"001", "GENERAL REFERRAL", "N", 30, 90, "N", 30},
+    {"002", "CITATION FOLLOW-UP", "N", 14, 60, "N", 18},
+    {"003", "AUDIT REVIEW", "Y", 45, 120, "N", 10},
+    {"004", "REFUND REQUEST", "N", 10, 30, "Y", 5},
+    {"005", "DELINQUENCY NOTICE", "Y", 7, 30, "Y", 6},
+    {"006", "FIELD VISIT", "N", 21, 60, "N", 15},
+    {"007", "LEGAL HOLD", "N", -1, -1, "N", 6},
+    {"PCE", "PAYMENT COMPLIANCE EXCEPTION", "N", 5, 15, "N", 6},
+    {"PCX", "PAYMENT COMPLIANCE EXPEDITED", "Y", 2, 7, "N", 4},
+};
+constexpr int kRefundType = 3;
+
+// Code tables: table, code, description, additional info, effective offset, ended (days ago).
+struct CodeSpec {
+    const char *table;
+    const char *code;
+    const char *description;
+    const char *info;
+    int effectiveDaysAgo; // negative: takes effect in the future
+    int endedDaysAgo;     // 0: still in force
+};
+const CodeSpec kCodes[] = {
+    {"REFDOCTYP", "CIT", "TRAFFIC CITATION", "CITATION", 9000, 0},
+    {"REFDOCTYP", "PKG", "PARKING CITATION", "CITATION", 9000, 0},
+    {"REFDOCTYP", "WRN", "TAX WARRANT", "CITATION", 9000, 0},
+    {"REFDOCTYP", "ACC", "SALES TAX ACCOUNT", "ACCOUNT", 9000, 0},
+    {"REFDOCTYP", "OTH", "OTHER DOCUMENT", "TEXT", 9000, 0},
+    {"REFDOCTYP", "OLD", "RETIRED DOCUMENT TYPE", "TEXT", 9000, 400},
+    {"CSTATUS", "A", "ACTIVE", "", 9000, 0},
+    {"CSTATUS", "P", "PAID IN FULL", "", 9000, 0},
+    {"CSTATUS", "S", "STOPPED", "", 9000, 0},
+    {"CSTATUS", "D", "DISMISSED", "", 9000, 0},
+    {"CSTATUS", "W", "WRITTEN OFF", "", 9000, 0},
+    {"CSTATUS", "Z", "SUSPENDED (RETIRED)", "", 9000, 30},
+    {"CSTATUS", "X", "EXTENDED (NOT YET IN FORCE)", "", -30, 0},
+    {"REFUNDTYP", "0", "BEING PREPARED", "", 9000, 0},
+    {"REFUNDTYP", "1", "PREPARED", "", 9000, 0},
+    {"REFUNDTYP", "2", "VERIFIED", "", 9000, 0},
+    {"REFUNDTYP", "3", "APPROVED", "", 9000, 0},
+    {"REFUNDTYP", "4", "REFUNDED", "", 9000, 0},
+    {"REFUNDTYP", "5", "MAILED", "", 9000, 0},
+    {"REFUNDTYP", "T", "TRANSFERRED", "", 9000, 0},
+    {"REFUNDTYP", "V", "VOIDED", "", 9000, 0},
+    {"AGENCY", "DMV", "DEPARTMENT OF MOTOR VEHICLES", "", 9000, 0},
+    {"AGENCY", "AG", "ATTORNEY GENERAL", "", 9000, 0},
+    {"AGENCY", "SP", "STATE POLICE", "", 9000, 0},
+    {"AGENCY", "REV", "REVENUE FIELD OFFICE", "", 9000, 0},
+    {"AGENCY", "OLDAG", "MERGED AGENCY", "", 9000, 200},
+};
+const char *const kFormTypes[] = {"CIT", "PKG", "WRN"};
+const char *const kFormStatuses[] = {"A", "P", "S", "D", "W"};
+const char *const kAgencies[] = {"DMV", "AG", "SP", "REV"};
+const char *const kTroops[] = {"A", "B", "C", "D", "E", "F", "G", "H"};
+const char *const kRefundStatuses[] = {"0", "1", "2", "3", "4", "5", "T", "V"};
+
+constexpr int kHistoryDays = 1800; // assignments spread over about five years
+constexpr int kDemoShare = 60;     // assignments that go to the demo officer first
+
+class Rng {
+public:
+    explicit Rng(quint64 seed)
+        : m_state(seed)
+    {
+    }
+    quint64 next()
+    {
+        quint64 z = (m_state += 0x9E3779B97F4A7C15ULL);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
+        return z ^ (z >> 31);
+    }
+    int below(int n) { return int(next() % quint64(n)); }
+    template <class T, size_t N>
+    const T &pick(const T (&items)[N])
+    {
+        return items[below(int(N))];
+    }
+
+private:
+    quint64 m_state;
+};
+
+QString latin(const char *s)
+{
+    return QLatin1String(s);
+}
+
+struct Form {
+    QString number; // "nnnnnnn-c", as an assignment references it
+    QString type;
+};
+
+class Generator {
+public:
+    Generator(Database &db, const DemoOptions &options, const DemoProgress &progress)
+        : m_db(db)
+        , m_opt(options)
+        , m_progress(progress)
+        , m_rng(options.seed)
+    {
+        const qint64 n = options.assignments;
+        // An even share of the officer-addressed assignments is about 500 per officer at a
+        // million; small databases keep at least 40 officers.
+        m_officerCount = int(qMax<qint64>(40, n * 81 / 100 / 500));
+        m_customerCount = int(qMax<qint64>(60, n / 20));
+        for (int k = 0; k <= kHistoryDays + 400; ++k)
+            m_days.append(QVariant(options.today.addDays(k - kHistoryDays).toString(Qt::ISODate)));
+    }
+
+    DemoSummary run()
+    {
+        officers();
+        codes();
+        customers();
+        assignments();
+        return m_summary;
+    }
+
+private:
+    const QVariant &day(int daysFromToday) const
+    {
+        return m_days.at(qBound(0, daysFromToday + kHistoryDays, int(m_days.size()) - 1));
+    }
+    QVariant ts(int daysFromToday, int minute) const
+    {
+        return QVariant(day(daysFromToday).toString() +
+                        QStringLiteral(" %1:%2:00.000")
+                            .arg(8 + minute / 60 % 10, 2, 10, QLatin1Char('0'))
+                            .arg(minute % 60, 2, 10, QLatin1Char('0')));
+    }
+    void report(const char *stage, qint64 done, qint64 total)
+    {
+        if (m_progress)
+            m_progress(latin(stage), done, total);
+    }
+    qint64 randomOfficer() { return DemoOfficer::Demo + m_rng.below(m_officerCount); }
+    qint64 otherOfficer(qint64 not1, qint64 not2 = 0)
+    {
+        for (;;) {
+            const qint64 o = randomOfficer();
+            if (o != not1 && o != not2)
+                return o;
+        }
+    }
+
+    void officers()
+    {
+        struct Fixed {
+            qint64 id;
+            const char *last, *first, *middle;
+        };
+        // Every shape of name that the display rule handles.
+        const Fixed fixed[] = {{DemoOfficer::System, "SYSTEM", "", ""},
+                               {DemoOfficer::Demo, "smith,jr", "john", "q"},
+                               {DemoOfficer::Plain, "Brown,SR", "Ann", ""},
+                               {DemoOfficer::Heavy, "Doe", "J", ""},
+                               {DemoOfficer::Typical, "Roe", "", "Ann"},
+                               {1005, "O'Neil", "Patrick", "M"},
+                               {1006, "Van der Berg", "Kim", "Lee"}};
+        BulkInsert officer(m_db, "OFFICER",
+                            "INSP_ID, INSP_NME_LST, INSP_NME_FRST, INSP_NME_MDL_INT, REGION, "
+                            "EFCTV_DT, END_DT",
+                            7, 100);
+        BulkInsert right(m_db, "USR_RGHT", "INSP_ID, NAME, KIND", 3, 200);
+        const QVariant since = day(-kHistoryDays);
+        const QString assignment = latin("Assignment");
+        const QString closers = latin("ASSIGNMENTCLOSERS");
+        for (const Fixed &f : fixed)
+            officer.add({f.id, latin(f.last), latin(f.first), latin(f.middle), latin("NE"), since,
+                         QVariant()});
+        right.add({DemoOfficer::Demo, assignment, latin("R")});
+        right.add({DemoOfficer::Demo, closers, latin("G")});
+        right.add({DemoOfficer::Demo, latin("RefundWorksheet"), latin("R")});
+        right.add({DemoOfficer::Heavy, assignment, latin("R")});
+        right.add({DemoOfficer::Typical, assignment, latin("R")});
+        right.add({1005, assignment, latin("R")});
+        right.add({1005, closers, latin("G")});
+        const qint64 last = DemoOfficer::Demo + m_officerCount - 1;
+        for (qint64 id = 1007; id <= last; ++id) {
+            QString lastName = latin(m_rng.pick(kLastNames));
+            if (m_rng.below(25) == 0)
+                lastName += latin(m_rng.pick(kSuffixes));
+            QString first = latin(m_rng.pick(kFirstNames));
+            const int f = m_rng.below(30);
+            if (f == 0)
+                first.clear();
+            else if (f < 4)
+                first = first.left(1);
+            const int m = m_rng.below(10);
+            const QString middle = m < 4 ? QString() : latin(m_rng.pick(kMiddleNames));
+            const QString region = m_rng.below(10) < 6 ? latin("NE") : latin(m_rng.pick(kRegions));
+            // A few have left the service: they can be read but not sent work.
+            const QVariant ended = id % 50 == 0 ? day(-30) : QVariant();
+            officer.add({id, lastName, first, middle, region, since, ended});
+            if (m_rng.below(10) < 7)
+                right.add({id, assignment, latin("R")});
+            if (m_rng.below(10) == 0)
+                right.add({id, closers, latin("G")});
+        }
+        officer.finish();
+        right.finish();
+        m_summary.officers = officer.count();
+        report("officers", officer.count(), officer.count());
+    }
+
+    void codes()
+    {
+        BulkInsert code(m_db, "ZTB_CODE",
+                         "REGION, CD_TBL_ID, CD_TBL_CD, CD_TBL_DES, ADDL_INFO, EFCTV_DT, END_DT", 7,
+                         50);
+        BulkInsert type(m_db, "ZTB_ASGNMT_TYPE",
+                         "REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY_CNT, "
+                         "EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND",
+                         8, 50);
+        for (const char *region : kRegions) {
+            for (const CodeSpec &c : kCodes) {
+                const QVariant effective =
+                    QVariant(m_opt.today.addDays(-c.effectiveDaysAgo).toString(Qt::ISODate));
+                const QVariant ended = c.endedDaysAgo ? day(-c.endedDaysAgo) : QVariant();
+                code.add({latin(region), latin(c.table), latin(c.code), latin(c.description),
+                          latin(c.info), effective, ended});
+            }
+            for (const TypeSpec &t : kTypes) {
+                type.add({latin(region), latin(t.code), latin(t.description),
+                          latin(t.creatorCloses), t.due < 0 ? QVariant() : QVariant(t.due),
+                          t.expiration < 0 ? QVariant() : QVariant(t.expiration),
+                          latin("Set by the region's administrator"), latin(t.system)});
+            }
+        }
+        code.finish();
+        type.finish();
+        BulkInsert troop(m_db, "TROOP", "TRP_ID, TRP_DIST_ID, TRP_DES", 3, 50);
+        for (const char *t : kTroops) {
+            troop.add({latin(t), latin(""), QStringLiteral("TROOP %1").arg(latin(t))});
+            for (const char *d : {"1", "2", "3", "12"})
+                troop.add({latin(t), latin(d),
+                           QStringLiteral("TROOP %1 DISTRICT %2").arg(latin(t), latin(d))});
+        }
+        troop.finish();
+        touchCodeTables(m_db);
+    }
+
+    void customers()
+    {
+        BulkInsert customer(m_db, "CUSTOMER", "CUST_ID, CUST_NM, ADDR_1, ADDR_2, CITY, STATE, ZIP",
+                             7, 200);
+        BulkInsert form(m_db, "CUST_FORM",
+                         "CUST_ID, REF_TYP_CD, FORM_NBR, FORM_CK_DGT_NBR, ASSMT_DUE_AMT, BAL_DUE, "
+                         "LST_PYMT_DT, CTTN_STTS_CD, STP_DT",
+                         9, 200);
+        for (int k = 0; k < m_customerCount; ++k) {
+            const QString id = QString::number(400000001 + k);
+            m_customers.append(id);
+            const QString name =
+                k % 3 == 0 ? latin(m_rng.pick(kCompanies)) + QStringLiteral(" #%1").arg(k)
+                           : QStringLiteral("%1, %2")
+                                 .arg(latin(m_rng.pick(kLastNames)).toUpper(),
+                                      latin(m_rng.pick(kFirstNames)).toUpper());
+            customer.add({id, name,
+                          QStringLiteral("%1 %2").arg(10 + m_rng.below(9000)).arg(
+                              latin(m_rng.pick(kStreets))),
+                          m_rng.below(4) == 0 ? QVariant(QStringLiteral("Suite %1").arg(
+                                                    100 + m_rng.below(400)))
+                                              : QVariant(),
+                          latin(m_rng.pick(kCities)), latin(m_rng.pick(kStates)),
+                          QStringLiteral("%1").arg(10000 + m_rng.below(89999))});
+            const int forms = m_rng.below(5);
+            for (int f = 0; f < forms; ++f) {
+                const int number = 1000000 + (k * 7 + f) % 9000000;
+                const QString digits = QStringLiteral("%1").arg(number, 7, 10, QLatin1Char('0'));
+                const int check = CitationCheckDigit(digits);
+                const QString type = latin(kFormTypes[(k + f) % 3]);
+                const double due = double(50 + m_rng.below(200000)) / 100.0 * 10;
+                const double balance = m_rng.below(3) == 0 ? 0.0 : due * m_rng.below(100) / 100.0;
+                const QString status = latin(m_rng.pick(kFormStatuses));
+                form.add({id, type, number, check, due, std::round(balance * 100) / 100,
+                          m_rng.below(3) == 0 ? QVariant() : day(-m_rng.below(kHistoryDays)),
+                          status, day(-m_rng.below(kHistoryDays) + 200)});
+                m_forms.push_back(Form{digits + u'-' + QString::number(check), type});
+            }
+        }
+        customer.finish();
+        form.finish();
+        m_summary.customers = customer.count();
+        m_summary.forms = form.count();
+        report("customers", customer.count(), customer.count());
+    }
+
+    int pickType()
+    {
+        int roll = m_rng.below(100);
+        for (int t = 0; t < int(std::size(kTypes)); ++t) {
+            if (roll < kTypes[t].weight)
+                return t;
+            roll -= kTypes[t].weight;
+        }
+        return 0;
+    }
+
+    void assignments()
+    {
+        BulkInsert asg(m_db, "ASGNMT",
+                        "ASGNMT_NBR, ASGNMT_TYP_CD, ASGNMT_STTS_CD, OFCR_FRM_ID, OFCR_TO_ID, "
+                        "OFCR_CRTR_ID, AGNCY_CD, TRP_ID, TRP_DIST_ID, ASGNMT_DT, EFCTV_DT, "
+                        "DUE_DT, EXPRTN_DT, CLSE_DT, ASGNMT_CMMT_TXT, ASGNMT_SBJCT_TXT, FORM_NBR, "
+                        "FORM_TYP_CD, STATION_ID, NTFY_IND, HIST_CNT, ORIG_ASGNMT_NBR, "
+                        "LST_UPDT_TS",
+                        23, 40);
+        BulkInsert hist(m_db, "ASGNMT_HIST",
+                         "HIST_ID, ASGNMT_NBR, ACTION, LST_UPDT_TS, UPDT_BY_ID, ASGNMT_TYP_CD, "
+                         "ASGNMT_STTS_CD, OFCR_FRM_ID, OFCR_TO_ID, OFCR_CRTR_ID, AGNCY_CD, "
+                         "TRP_ID, TRP_DIST_ID, ASGNMT_DT, EFCTV_DT, DUE_DT, EXPRTN_DT, CLSE_DT, "
+                         "ASGNMT_CMMT_TXT, ASGNMT_SBJCT_TXT, FORM_NBR, FORM_TYP_CD, STATION_ID",
+                         23, 40);
+        BulkInsert refund(m_db, "REFUND",
+                           "RFND_NBR, CUST_ID, ASGNMT_NBR, RCPT_NBR, RFND_AMT, RFND_TO, STTS_CD, "
+                           "CREATED_DT, CREATOR_ID, VERIFY_ID, APPROVE_ID, RFND_BY_ID, VOID_ID, "
+                           "QRT_CMMT_TXT, FISCAL_CMMT_TXT, RFND_CD, WRNT_NBR, RFND_DT, DT_MLD, "
+                           "LST_UPDT_TS",
+                           20, 40);
+        QList<QVariant> statusText, typeCode, subjects, comments;
+        for (const char *s : {"O", "F", "R", "C"})
+            statusText.append(latin(s));
+        for (const TypeSpec &t : kTypes)
+            typeCode.append(latin(t.code));
+        for (const char *s : kSubjects)
+            subjects.append(latin(s));
+        for (const char *c : kComments)
+            comments.append(latin(c));
+        const QVariant null;
+        const QVariant add = latin("ADD"), forward = latin("FORWARD"), reply = latin("REPLY"),
+                       close = latin("CLOSE"), reopen = latin("REOPEN");
+        const QVariant no = latin("N"), yes = latin("Y");
+        const qint64 total = m_opt.assignments;
+        const qint64 demoShare = qMin<qint64>(kDemoShare, total / 2);
+        qint64 histId = 0;
+        qint64 refunds = 0;
+
+        for (qint64 i = 0; i < total; ++i) {
+            const qint64 number = i + 1;
+            const bool demo = i < demoShare;
+            // Addressee.
+            QVariant toOfficer, agency, troop, district;
+            if (demo) {
+                toOfficer = DemoOfficer::Demo;
+            } else if (i % 20 == 0) {
+                toOfficer = DemoOfficer::Heavy;
+            } else {
+                const int kind = m_rng.below(100);
+                if (kind < 7) {
+                    agency = latin(m_rng.pick(kAgencies));
+                } else if (kind < 14) {
+                    troop = latin(m_rng.pick(kTroops));
+                    district = m_rng.below(3) == 0 ? QVariant() : QVariant(latin("2"));
+                } else {
+                    // Even share for everybody, the heavy officer's every-20th aside.
+                    qint64 o = randomOfficer();
+                    if (o == DemoOfficer::Heavy)
+                        o = DemoOfficer::Typical;
+                    toOfficer = o;
+                }
+            }
+            const int type = demo && i % 6 == 5 ? kRefundType : pickType();
+            const TypeSpec &spec = kTypes[type];
+            const bool system = spec.system[0] == 'Y';
+            // Status: the demo officer gets three open ones (open, forwarded, replied) for
+            // every closed one; the rest are rolled.
+            int status; // index into O, F, R, C
+            if (demo)
+                status = i % 4 == 3 ? 3 : int(i % 3);
+            else {
+                const int roll = m_rng.below(100);
+                status = roll < 40 ? 0 : roll < 55 ? 1 : roll < 70 ? 2 : 3;
+            }
+            if (system && status == 2)
+                status = 0; // nobody replies to what the system generated
+            const int ago = demo ? m_rng.below(200) : m_rng.below(kHistoryDays);
+            const qint64 receiver = toOfficer.isNull() ? 0 : toOfficer.toLongLong();
+            const qint64 creator = system ? DemoOfficer::System : otherOfficer(receiver);
+            const qint64 sender = status == 1 ? otherOfficer(receiver, creator) : creator;
+            const QVariant assigned = day(-ago);
+            const int dueDays = qMax(0, spec.due), expDays = qMax(0, spec.expiration);
+            const QVariant closed = status == 3 ? day(-ago + qMin(ago, m_rng.below(60))) : null;
+            QVariant formNumber, formType;
+            if (!m_forms.empty() && !system && m_rng.below(10) < 4) {
+                const Form &f = m_forms[size_t(m_rng.below(int(m_forms.size())))];
+                formNumber = f.number;
+                formType = f.type;
+            }
+            const QVariant comment = comments.at(m_rng.below(int(comments.size())));
+            const QVariant subject = subjects.at(m_rng.below(int(subjects.size())));
+            const QVariant station =
+                m_rng.below(3) == 0 ? QVariant() : QVariant(QStringLiteral("ST%1").arg(
+                                                       m_rng.below(40), 2, 10, QLatin1Char('0')));
+            const QVariant notify = m_rng.below(2) ? yes : no;
+            // History: the creation, then the step that gave the status. Some open ones were
+            // closed and reopened on the way.
+            QVarLengthArray<std::pair<QVariant, int>, 4> steps; // action, status index
+            steps.append({add, 0});
+            if (status == 1)
+                steps.append({forward, 1});
+            else if (status == 2)
+                steps.append({reply, 2});
+            else if (status == 3)
+                steps.append({close, 3});
+            else if (m_rng.below(8) == 0) {
+                steps.append({close, 3});
+                steps.append({reopen, 0});
+            }
+            int minute = m_rng.below(480);
+            for (qsizetype s = 0; s < steps.size(); ++s) {
+                const int st = steps.at(s).second;
+                const QVariant by = s == 0 ? QVariant(creator)
+                                           : QVariant(st == 2 && receiver ? receiver : sender);
+                hist.add({++histId, number, steps.at(s).first, ts(-ago, minute), by,
+                          typeCode.at(type), statusText.at(st),
+                          s == 0 ? QVariant(creator) : QVariant(sender), toOfficer,
+                          creator, agency, troop, district, assigned, assigned,
+                          day(-ago + dueDays), day(-ago + expDays), st == 3 ? closed : null,
+                          comment, subject, formNumber, formType, station});
+                minute += 17;
+            }
+            asg.add({number, typeCode.at(type), statusText.at(status), sender, toOfficer, creator,
+                     agency, troop, district, assigned, assigned, day(-ago + dueDays),
+                     day(-ago + expDays), closed, comment, subject, formNumber, formType,
+                     station, notify, qint64(steps.size()), null, ts(-ago, minute)});
+            if (type == kRefundType)
+                addRefund(refund, ++refunds, number, -ago, demo);
+            if ((i + 1) % 50000 == 0 || i + 1 == total)
+                report("assignments", i + 1, total);
+        }
+        asg.finish();
+        hist.finish();
+        refund.finish();
+        m_summary.assignments = asg.count();
+        m_summary.history = hist.count();
+        m_summary.refunds = refund.count();
+    }
+
+    // A refund at every worksheet status in turn, its officers filled up to its status. The
+    // demo officer's refunds are prepared, verified and approved by others, so that he can
+    // take each of them one step further.
+    void addRefund(BulkInsert &refund, qint64 number, qint64 assignment, int assignedDay,
+                   bool demo)
+    {
+        const QString status = latin(kRefundStatuses[(number - 1) % 8]);
+        const int step = status == u"V" ? 1 + int(number % 3)
+                         : status == u"T" || status == u"5" ? 5
+                         : status.toInt();
+        const qint64 a = demo ? DemoOfficer::Plain : randomOfficer();
+        const qint64 b = demo ? DemoOfficer::Heavy : otherOfficer(a);
+        const qint64 c = demo ? DemoOfficer::Plain : otherOfficer(b);
+        const qint64 d = demo ? DemoOfficer::Heavy : randomOfficer();
+        const QVariant null;
+        const bool issued = status == u"4" || status == u"5" || status == u"T";
+        const bool transferred = status == u"T";
+        const int created = qMin(0, assignedDay + 1);
+        const int refunded = qMin(0, created + 5);
+        refund.add({number, m_customers.at(m_rng.below(int(m_customers.size()))), assignment,
+                    QStringLiteral("R%1").arg(m_rng.below(9999999), 7, 10, QLatin1Char('0')),
+                    double(100 + m_rng.below(500000)) / 100.0,
+                    step >= 1 ? QVariant(QString::number(2 + m_rng.below(3))) : null, status,
+                    step >= 1 ? day(created) : null, step >= 1 ? QVariant(a) : null,
+                    step >= 2 ? QVariant(b) : null, step >= 3 ? QVariant(c) : null,
+                    issued ? QVariant(d) : null,
+                    status == u"V" ? QVariant(DemoOfficer::Heavy) : null,
+                    step >= 1 ? QVariant(latin("Overpayment confirmed by headquarters.")) : null,
+                    transferred ? QVariant(latin("Transferred to the 2024 assessment.")) : null,
+                    issued ? QVariant(latin(transferred ? "0" : "1")) : null,
+                    issued && !transferred ? QVariant(QStringLiteral("W%1").arg(number)) : null,
+                    issued ? day(refunded) : null, status == u"5" ? day(qMin(0, refunded + 3)) : null,
+                    ts(created, 30)});
+    }
+
+    Database &m_db;
+    const DemoOptions &m_opt;
+    const DemoProgress &m_progress;
+    Rng m_rng;
+    int m_officerCount;
+    int m_customerCount;
+    QList<QVariant> m_days;
+    QStringList m_customers;
+    std::vector<Form> m_forms;
+    DemoSummary m_summary;
+};
+
+constexpr char kSetSequence[] = R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = ? WHERE SEQ_NM = ?)sql";
+// Assignments arrive in number order, so the history and refund indexes grow at their end
+// cheaply; the officer and status indexes would be written all over and are built afterwards.
+const char *const kListIndexes[] = {"ASGNMT_TO_IX", "ASGNMT_FRM_IX", "ASGNMT_STTS_IX"};
+
+void prepareTarget(Database &db, const ConnectionSpec &spec, bool force)
+{
+    if (spec.dialect == Dialect::Sqlite) {
+        if (QFile::exists(spec.path)) {
+            if (!force)
+                throw RequestError(QStringLiteral("The database %1 already exists; use --force "
+                                                  "to replace it.")
+                                       .arg(spec.display()));
+            for (const char *suffix : {"", "-wal", "-shm", "-journal"})
+                QFile::remove(spec.path + latin(suffix));
+        }
+        db.open();
+        return;
+    }
+    db.open();
+    if (schemaVersion(db) > 0) {
+        bool empty = db.scalar(QStringLiteral("SELECT COUNT(*) FROM OFFICER")).toLongLong() == 0;
+        if (!empty && !force)
+            throw RequestError(QStringLiteral("The database %1 already holds data; use --force "
+                                              "to replace it.")
+                                   .arg(spec.display()));
+        db.close();
+        db.open();
+        dropSchema(db);
+        db.close();
+        db.open();
+    }
+}
+
+} // namespace
+
+QDate demoRangeStart(const QDate &today)
+{
+    return today.addDays(-kHistoryDays);
+}
+
+DemoSummary generateDemo(const ServerSettings &settings, const DemoOptions &options,
+                         const DemoProgress &progress)
+{
+    if (options.assignments < 0)
+        throw RequestError(QStringLiteral("The demo size must not be negative."));
+    Database db(settings, QStringLiteral("korva-demo"));
+    prepareTarget(db, db.spec(), options.force);
+    const bool sqlite = db.dialect() == Dialect::Sqlite;
+    if (sqlite) {
+        // A fresh file written in one transaction needs no journal: a failed load is simply
+        // generated again.
+        db.execute(QStringLiteral("PRAGMA journal_mode = OFF"));
+        db.execute(QStringLiteral("PRAGMA synchronous = OFF"));
+        db.execute(QStringLiteral("PRAGMA foreign_keys = OFF"));
+        db.execute(QStringLiteral("PRAGMA cache_size = -1048576"));
+        db.execute(QStringLiteral("PRAGMA temp_store = MEMORY"));
+    }
+    // Rows go in without the list indexes, which are then built in one pass each.
+    for (const char *index : kListIndexes)
+        db.execute(QStringLiteral("DROP INDEX %1").arg(latin(index)));
+    DemoSummary summary;
+    {
+        Transaction tx(db);
+        summary = Generator(db, options, progress).run();
+        if (progress)
+            progress(QStringLiteral("indexes"), 0, 1);
+        for (const Migration &m : migrations()) {
+            for (const QString &sql : m.statements) {
+                for (const char *index : kListIndexes) {
+                    if (sql.startsWith(QStringLiteral("CREATE INDEX %1 ").arg(latin(index))))
+                        db.execute(sql);
+                }
+            }
+        }
+        const qint64 refunds = summary.refunds;
+        db.run(QLatin1String(kSetSequence), {summary.assignments + 1, QStringLiteral("ASGNMT_NBR")})
+            .finish();
+        db.run(QLatin1String(kSetSequence), {refunds + 1, QStringLiteral("RFND_NBR")}).finish();
+        db.run(QLatin1String(kSetSequence), {summary.history + 1, QStringLiteral("HIST_ID")})
+            .finish();
+        tx.commit();
+    }
+    // Statistics let the planner pick the officer indexes over the status one; a sample is
+    // enough and keeps this quick at a million rows.
+    if (sqlite)
+        db.execute(QStringLiteral("PRAGMA analysis_limit = 2000"));
+    db.execute(QStringLiteral("ANALYZE"));
+    if (sqlite) {
+        db.execute(QStringLiteral("PRAGMA synchronous = NORMAL"));
+        db.execute(QStringLiteral("PRAGMA foreign_keys = ON"));
+        db.execute(QStringLiteral("PRAGMA journal_mode = WAL"));
+    }
+    if (progress)
+        progress(QStringLiteral("indexes"), 1, 1);
+    return summary;
+}
+
+} // namespace korva::server

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QStringList>
+#include <QTextStream>
+
+namespace korva::server {
+
+// The operator's command line (korva-broker):
+//   run  --db <connection> --officer <id> [--region <region>] <request.json | ->
+//        runs one request in its JSON wire form as that officer and prints the reply as JSON;
+//        exit status 0 for a good reply, 2 for a reply with an error text.
+//   demo --db <connection> [--size <assignments>] [--force] [--seed <n>]
+//        creates a demo database, showing its progress.
+// Usage errors exit with 1.
+int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err);
+
+} // namespace korva::server

@@ -1,0 +1,127 @@
+#include "updaterow.h"
+
+#include "servererror.h"
+
+#include <platform/datetext.h>
+
+namespace korva::server {
+
+UpdateRow::UpdateRow(const RecordSet &rs, int storageIndex)
+    : m_rs(rs)
+    , m_index(storageIndex)
+{
+}
+
+QVariant UpdateRow::raw(const char *field) const
+{
+    const int col = m_rs.fieldIndex(QString::fromLatin1(field));
+    if (col < 0)
+        return {};
+    const QList<QVariant> &row = m_rs.storageRow(m_index);
+    return col < row.size() ? row.at(col) : QVariant();
+}
+
+bool UpdateRow::has(const char *field) const
+{
+    const QVariant v = raw(field);
+    return !(v.isNull() || (v.typeId() == QMetaType::QString && v.toString().isNull()));
+}
+
+QString UpdateRow::text(const char *field) const
+{
+    if (!has(field))
+        return {};
+    const QVariant v = raw(field);
+    if (v.typeId() == QMetaType::QDate)
+        return v.toDate().toString(Qt::ISODate);
+    QString t = v.toString();
+    if (t.isNull())
+        t = QStringLiteral("");
+    return t;
+}
+
+void UpdateRow::refuse(const QString &text) const
+{
+    throw RequestError(QStringLiteral("Row %1: %2").arg(m_index + 1).arg(text));
+}
+
+QString UpdateRow::required(const char *field, int maxLength) const
+{
+    const QString t = text(field);
+    if (t.trimmed().isEmpty())
+        refuse(QStringLiteral("%1 is required.").arg(QLatin1String(field)));
+    if (t.size() > maxLength)
+        refuse(QStringLiteral("%1 is longer than %2 characters.")
+                   .arg(QLatin1String(field))
+                   .arg(maxLength));
+    return t;
+}
+
+QString UpdateRow::optional(const char *field, int maxLength) const
+{
+    const QString t = text(field);
+    if (t.size() > maxLength)
+        refuse(QStringLiteral("%1 is longer than %2 characters.")
+                   .arg(QLatin1String(field))
+                   .arg(maxLength));
+    return t;
+}
+
+std::optional<qint64> UpdateRow::id(const char *field) const
+{
+    const QString t = trimmed(field);
+    if (t.isEmpty())
+        return std::nullopt;
+    bool ok = false;
+    const qint64 v = t.toLongLong(&ok);
+    if (!ok || v <= 0)
+        refuse(QStringLiteral("%1 \"%2\" is not a valid officer number.")
+                   .arg(QLatin1String(field), t));
+    return v;
+}
+
+qint64 UpdateRow::requiredId(const char *field) const
+{
+    const auto v = id(field);
+    if (!v)
+        refuse(QStringLiteral("%1 is required.").arg(QLatin1String(field)));
+    return *v;
+}
+
+std::optional<QDate> UpdateRow::date(const char *field) const
+{
+    const QVariant v = raw(field);
+    if (v.typeId() == QMetaType::QDate)
+        return v.toDate();
+    const QString t = trimmed(field);
+    if (t.isEmpty())
+        return std::nullopt;
+    const QDate d = parseDateText(t);
+    if (!d.isValid())
+        refuse(QStringLiteral("%1 \"%2\" is not a valid date.").arg(QLatin1String(field), t));
+    return d;
+}
+
+QDate UpdateRow::requiredDate(const char *field) const
+{
+    const auto d = date(field);
+    if (!d)
+        refuse(QStringLiteral("%1 is required.").arg(QLatin1String(field)));
+    return *d;
+}
+
+std::optional<double> UpdateRow::amount(const char *field) const
+{
+    QString t = trimmed(field);
+    t.remove(u'$').remove(u',');
+    if (t.isEmpty())
+        return std::nullopt;
+    bool ok = false;
+    const double v = t.toDouble(&ok);
+    if (!ok || v < 0 || v >= 1e10)
+        refuse(QStringLiteral("%1 \"%2\" is not a valid amount.")
+                   .arg(QLatin1String(field), trimmed(field)));
+    return v;
+}
+
+} // namespace korva::server

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <platform/recordset.h>
+
+#include <QDate>
+#include <QString>
+
+#include <optional>
+
+namespace korva::server {
+
+// One row of an update record set, read the way the screens fill them: every value is text,
+// a null value means the field was not sent, an empty text is a value that was sent empty.
+// Every failed reading throws RequestError with a text that names the field and the row.
+class UpdateRow {
+public:
+    UpdateRow(const RecordSet &rs, int storageIndex);
+
+    int number() const { return m_index + 1; }
+    bool has(const char *field) const;
+    QString text(const char *field) const; // null when absent
+    // The trimmed text, absent or empty both giving an empty text.
+    QString trimmed(const char *field) const { return text(field).trimmed(); }
+    // Present, not blank and at most maxLength characters (the value is kept as sent).
+    QString required(const char *field, int maxLength) const;
+    // Absent stays null; present must be at most maxLength characters.
+    QString optional(const char *field, int maxLength) const;
+    std::optional<qint64> id(const char *field) const;
+    qint64 requiredId(const char *field) const;
+    std::optional<QDate> date(const char *field) const;
+    QDate requiredDate(const char *field) const;
+    std::optional<double> amount(const char *field) const;
+
+    [[noreturn]] void refuse(const QString &text) const;
+
+private:
+    QVariant raw(const char *field) const;
+
+    const RecordSet &m_rs;
+    int m_index;
+};
+
+} // namespace korva::server

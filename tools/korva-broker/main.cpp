@@ -1,0 +1,12 @@
+// The operator's command: runs one broker request against a database, or creates a demo one.
+#include <server/operatorcommand.h>
+
+#include <QCoreApplication>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    return korva::server::runOperatorCommand(app.arguments().mid(1), out, err);
+}
