@@ -19,13 +19,11 @@ namespace korva {
 
 namespace {
 
-QString indexed(const char *array, int index)
-{
+QString indexed(const char *array, int index) {
     return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
 }
 
-QRadioButton *radio(const QString &caption, const QString &name, QWidget *parent)
-{
+QRadioButton *radio(const QString &caption, const QString &name, QWidget *parent) {
     auto *b = new QRadioButton(caption, parent);
     b->setObjectName(name);
     return b;
@@ -62,12 +60,18 @@ constexpr GridColumn kAssignmentColumns[] = {
     {"FORM_NBR", "Form Number", true, false},
     {"FORM_TYP_CD", "Form Type", true, false},
     {"HIST_CNT", "History Entries", true, false},
+    {"EXPRTN_DT", "Expires", true, false},
+    {"CUST_ID", "Customer", true, false},
+    {"CUST_NM", "Customer Name", true, false},
+    {"PRPRD_DT", "Prepared", true, false},
+    {"RFND_NBR", "Refund Number", true, false},
+    {"RFND_AMT", "Refund Amount", true, false},
+    {"STTS_CD", "Refund Status", true, false},
 };
 
 } // namespace
 
-void KORVA_AssignMaint::buildControls()
-{
+void KORVA_AssignMaint::buildControls() {
     setObjectName(documentIdentity());
     mZelbMessage = new BrokerMessage(this);
     mZelbMessage->setObjectName(QStringLiteral("mZelbMessage"));
@@ -92,8 +96,7 @@ void KORVA_AssignMaint::buildControls()
     layout->addWidget(tabTab);
 }
 
-QWidget *KORVA_AssignMaint::buildListTab()
-{
+QWidget *KORVA_AssignMaint::buildListTab() {
     auto *page = new QWidget;
     page->setObjectName(QStringLiteral("fraList"));
 
@@ -135,7 +138,8 @@ QWidget *KORVA_AssignMaint::buildListTab()
     auto *offLayout = new QVBoxLayout(officers);
     optCurrentOfficer =
         radio(QStringLiteral("Current Officer"), QStringLiteral("optCurrentOfficer"), officers);
-    optAllOfficers = radio(QStringLiteral("All Officers"), QStringLiteral("optAllOfficers"), officers);
+    optAllOfficers =
+        radio(QStringLiteral("All Officers"), QStringLiteral("optAllOfficers"), officers);
     optCurrentOfficer->setChecked(true);
     offLayout->addWidget(optCurrentOfficer);
     offLayout->addWidget(optAllOfficers);

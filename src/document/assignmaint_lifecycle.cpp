@@ -8,7 +8,6 @@
 #include "platform/numbers.h"
 #include "platform/platform.h"
 
-#include <QAbstractItemView>
 #include <QCheckBox>
 #include <QHeaderView>
 #include <QPushButton>
@@ -22,20 +21,16 @@ namespace {
 const QString kAssignmentRight = QStringLiteral("Assignment");
 const QString kClosersGroup = QStringLiteral("ASSIGNMENTCLOSERS");
 
-void setUpGrid(DataGrid *grid)
-{
-    if (!grid)
-        return;
-    grid->setSelectionBehavior(QAbstractItemView::SelectRows);
-    grid->setSelectionMode(QAbstractItemView::SingleSelection);
-    grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    grid->verticalHeader()->setVisible(false);
+// The grids set up their selection and record selectors themselves; what is left is how
+// the assignment list uses its width.
+void setUpAssignmentGrid(DataGrid *grid) {
+    grid->horizontalHeader()->setStretchLastSection(true);
+    grid->setAlternatingRowColors(true);
 }
 
 } // namespace
 
-void KORVA_AssignMaint::UserDocument_Show()
-{
+void KORVA_AssignMaint::UserDocument_Show() {
     guard(u"KORVA_AssignMaint.UserDocument_Show", [&] {
         // The platform's shared services exist before any document; nothing to create here.
         grdAssignment->styleSet(QStringLiteral("RowRed")).setForeColorValue(255);
@@ -45,8 +40,7 @@ void KORVA_AssignMaint::UserDocument_Show()
             m_containerCaption = parentWidget()->windowTitle();
         }
 
-        setUpGrid(grdAssignment);
-        setUpGrid(entry->grdOfficers);
+        setUpAssignmentGrid(grdAssignment);
 
         if (!platform().user)
             raiseError(kComponentError, QStringLiteral("No user context is available."));
@@ -61,8 +55,7 @@ void KORVA_AssignMaint::UserDocument_Show()
     });
 }
 
-void KORVA_AssignMaint::ApplyStartupRights()
-{
+void KORVA_AssignMaint::ApplyStartupRights() {
     m_assignmentRight = platform().user->hasRight(kAssignmentRight);
     tabTab->setTabEnabled(1, m_assignmentRight);
 
@@ -71,8 +64,7 @@ void KORVA_AssignMaint::ApplyStartupRights()
     chkBox[2]->setChecked(m_assignmentClosers);
 }
 
-void KORVA_AssignMaint::InitializeSettings()
-{
+void KORVA_AssignMaint::InitializeSettings() {
     guard(u"KORVA_AssignMaint.InitializeSettings", [&] {
         ApplyStartupRights();
 
@@ -93,10 +85,9 @@ void KORVA_AssignMaint::InitializeSettings()
     });
 }
 
-void KORVA_AssignMaint::SetTabOrder()
-{
+void KORVA_AssignMaint::SetTabOrder() {
     guard(u"KORVA_AssignMaint.SetTabOrder", [&] {
-        QList<QWidget *> chain{dtpFTDate[0], dtpFTDate[1], optButton[3], optSent,
+        QList<QWidget *> chain{dtpFTDate[0], dtpFTDate[1], optButton[3],      optSent,
                                optButton[1], optButton[2], optCurrentOfficer, optAllOfficers,
                                cmdButton[0], grdAssignment};
         for (int i : {1, 2, 3, 4, 5})
@@ -106,8 +97,7 @@ void KORVA_AssignMaint::SetTabOrder()
     });
 }
 
-void KORVA_AssignMaint::ConfigureToolbar(bool flag)
-{
+void KORVA_AssignMaint::ConfigureToolbar(bool flag) {
     if (!platform().shell)
         return;
     for (int button : {9, 8, 7, 12, 14})

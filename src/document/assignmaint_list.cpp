@@ -20,8 +20,7 @@ const QDate kEarliestAssignment(1997, 1, 27);
 
 } // namespace
 
-void KORVA_AssignMaint::LoadMyAssignments()
-{
+void KORVA_AssignMaint::LoadMyAssignments() {
     guard(u"KORVA_AssignMaint.LoadMyAssignments", [&] {
         const QDate from = dtpFTDate[0]->hasValue() ? dtpFTDate[0]->date() : kEarliestAssignment;
         const QDate to = dtpFTDate[1]->date();
@@ -41,9 +40,11 @@ void KORVA_AssignMaint::LoadMyAssignments()
                                   QString::number(m_officerId)),
         };
         if (optButton[1]->isChecked())
-            keys.append(RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("O")));
+            keys.append(
+                RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("O")));
         else if (optButton[2]->isChecked())
-            keys.append(RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("C")));
+            keys.append(
+                RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("C")));
 
         status(received ? QStringLiteral("Requesting for assignments due that you received")
                         : QStringLiteral("Requesting for assignments due that you sent"));
@@ -53,15 +54,13 @@ void KORVA_AssignMaint::LoadMyAssignments()
     });
 }
 
-QString KORVA_AssignMaint::officerFilter() const
-{
+QString KORVA_AssignMaint::officerFilter() const {
     const QString field =
         optButton[3]->isChecked() ? QStringLiteral("OFCR_TO_ID") : QStringLiteral("OFCR_FRM_ID");
     return field + QStringLiteral(" = ") + QString::number(m_officerId);
 }
 
-void KORVA_AssignMaint::RefreshGrid()
-{
+void KORVA_AssignMaint::RefreshGrid() {
     guard(u"KORVA_AssignMaint.RefreshGrid", [&] {
         const RecordSetPtr rows = mZelbMessage->recordSet(MessageID, QStringLiteral("ASSIGNMENT"));
         if (!rows) {
@@ -81,8 +80,7 @@ void KORVA_AssignMaint::RefreshGrid()
     });
 }
 
-void KORVA_AssignMaint::ProcessOptCurrentOfficer()
-{
+void KORVA_AssignMaint::ProcessOptCurrentOfficer() {
     guard(u"KORVA_AssignMaint.ProcessOptCurrentOfficer", [&] {
         const RecordSetPtr &rows = adoAssignment->recordSet();
         if (!rows)
@@ -93,8 +91,7 @@ void KORVA_AssignMaint::ProcessOptCurrentOfficer()
     });
 }
 
-void KORVA_AssignMaint::ProcessOptAllOfficers()
-{
+void KORVA_AssignMaint::ProcessOptAllOfficers() {
     guard(u"KORVA_AssignMaint.ProcessOptAllOfficers", [&] {
         const RecordSetPtr &rows = adoAssignment->recordSet();
         if (!rows)
@@ -105,10 +102,11 @@ void KORVA_AssignMaint::ProcessOptAllOfficers()
     });
 }
 
-void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
-{
+void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity) {
     ReplyRoutes routes;
-    routes.enableTabs = [this](bool on) { tabTab->setEnabled(on); };
+    routes.enableTabs = [this](bool on) {
+        tabTab->setEnabled(on);
+    };
     routes.goodQuery = [this] {
         if (HistoryPending) {
             // The history reply belongs to the history dialog; the list keeps its rows.
@@ -123,12 +121,11 @@ void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
         status(QLatin1String(StatusTexts::Ready));
         LoadMyAssignments();
     };
-    handleDataReady(u"KORVA_AssignMaint.mZelbMessage_DataReady", identity, MessageID,
-                    *mZelbMessage, m_flags, routes);
+    handleDataReady(u"KORVA_AssignMaint.mZelbMessage_DataReady", identity, MessageID, *mZelbMessage,
+                    m_flags, routes);
 }
 
-void KORVA_AssignMaint::mZelbMessage_MsgTimeout(const QString &identity)
-{
+void KORVA_AssignMaint::mZelbMessage_MsgTimeout(const QString &identity) {
     Q_UNUSED(identity)
     guard(u"KORVA_AssignMaint.mZelbMessage_MsgTimeout", [&] { m_flags.TimedOut = true; });
 }

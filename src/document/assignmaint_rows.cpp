@@ -14,8 +14,7 @@ namespace korva {
 
 namespace {
 
-QString officerDisplayName(const QString &idText)
-{
+QString officerDisplayName(const QString &idText) {
     bool ok = false;
     const int id = idText.trimmed().toInt(&ok);
     if (!ok || !platform().lookups)
@@ -28,8 +27,7 @@ QString officerDisplayName(const QString &idText)
 }
 
 // The Status column's text; a null string leaves the cell as it is.
-QString statusText(const QString &code)
-{
+QString statusText(const QString &code) {
     if (code == u"O")
         return QStringLiteral("Open");
     if (code == u"C")
@@ -43,13 +41,14 @@ QString statusText(const QString &code)
 
 } // namespace
 
-void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row)
-{
+void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row) {
     guard(u"KORVA_AssignMaint.grdAssignment_RowLoaded", [&] {
         if (row.isEmpty())
             return;
-        row.setText(QStringLiteral("ASSIGNED_FROM"), officerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
-        row.setText(QStringLiteral("ASSIGNED_TO"), officerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
+        row.setText(QStringLiteral("ASSIGNED_FROM"),
+                    officerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
+        row.setText(QStringLiteral("ASSIGNED_TO"),
+                    officerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
 
         const QString rawType = row.text(QStringLiteral("ASGNMT_TYP_CD"));
         const QString type = rawType.trimmed();
@@ -60,8 +59,8 @@ void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row)
         row.setText(QStringLiteral("CITATION_NUMBER"), row.text(QStringLiteral("FORM_NBR")));
         if (platform().lookups)
             row.setText(QStringLiteral("CITATION_TYPE"),
-                        platform().lookups->codeDescription(QStringLiteral("REFDOCTYP"),
-                                                            row.text(QStringLiteral("FORM_TYP_CD"))));
+                        platform().lookups->codeDescription(
+                            QStringLiteral("REFDOCTYP"), row.text(QStringLiteral("FORM_TYP_CD"))));
 
         const QString state = statusText(row.text(QStringLiteral("ASGNMT_STTS_CD")));
         if (!state.isNull())
@@ -75,8 +74,7 @@ void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row)
     });
 }
 
-void KORVA_AssignMaint::grdAssignment_Click()
-{
+void KORVA_AssignMaint::grdAssignment_Click() {
     guard(u"KORVA_AssignMaint.grdAssignment_Click", [&] {
         if (grdAssignment->currentRow() < 0)
             return;
@@ -100,13 +98,9 @@ void KORVA_AssignMaint::grdAssignment_Click()
     });
 }
 
-void KORVA_AssignMaint::SetGridBolding(DataGrid *grid)
-{
+void KORVA_AssignMaint::SetGridBolding(DataGrid *grid) {
     guard(u"KORVA_AssignMaint.SetGridBolding", [&] {
-        StyleSet &unbold = grid->styleSet(QStringLiteral("UNBOLD"));
-        unbold.font = grid->font();
-        unbold.font.setBold(false);
-        unbold.hasFont = true;
+        grid->styleSet(QStringLiteral("UNBOLD")).setBold(false);
         QFont bold = grid->font();
         bold.setBold(true);
         grid->setFont(bold);
