@@ -66,8 +66,8 @@ void KORVA_CodesCombo::fillFromCodeTable(const QString &table)
 {
     Platform &p = Platform::current();
     const QString region = p.user ? p.user->region().trimmed().toUpper() : QString();
-    const QString today = (p.clock ? p.clock->today() : QDate::currentDate())
-                              .toString(QStringLiteral("yyyy-MM-dd"));
+    const QString today =
+        (p.clock ? p.clock->today() : QDate::currentDate()).toString(QStringLiteral("yyyy-MM-dd"));
     const QString query =
         QStringLiteral("Select CD_TBL_CD, CD_TBL_DES From ZTB_CODE Where REGION=%1 And "
                        "CD_TBL_ID=%2 And (EFCTV_DT Is Null Or EFCTV_DT<=%3) And (END_DT Is Null "

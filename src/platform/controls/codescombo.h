@@ -24,10 +24,10 @@ public:
     void fillFromCodeTable(const QString &table);
 
     // An item is selected when the shown text is its description or its code (in any case).
-    QString code() const;      // the selected item's code; "" when none
-    QString id() const;        // the identifier of the selected item; "" when nothing valid
-    QString text() const;      // the shown text
-    int listIndex() const;     // 0 for the blank item or no match
+    QString code() const;  // the selected item's code; "" when none
+    QString id() const;    // the identifier of the selected item; "" when nothing valid
+    QString text() const;  // the shown text
+    int listIndex() const; // 0 for the blank item or no match
     bool selectCode(const QString &code);
     void clearSelection();
 

@@ -247,8 +247,7 @@ void DataGrid::setColumnHeadStyleSet(int column, const QString &name)
 
 QString DataGrid::columnHeadStyleSet(int column) const
 {
-    return column >= 0 && column < m_columns.size() ? m_columns.at(column).headStyleSet
-                                                     : QString();
+    return column >= 0 && column < m_columns.size() ? m_columns.at(column).headStyleSet : QString();
 }
 
 QString DataGrid::cellStyleSet(int viewRow, int column) const

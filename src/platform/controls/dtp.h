@@ -19,7 +19,7 @@ public:
 
     std::optional<QDate> value() const;
     bool hasValue() const { return value().has_value(); }
-    QDate date() const; // the date, or a null QDate when empty
+    QDate date() const;               // the date, or a null QDate when empty
     void setValue(const QDate &date); // clamped to the lower bound
     void clear();
     void setMinDate(const QDate &date);
