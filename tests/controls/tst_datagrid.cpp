@@ -167,9 +167,13 @@ private slots:
         QCOMPARE(model->headerData(0, Qt::Horizontal, Qt::FontRole).value<QFont>().bold(), false);
         QCOMPARE(model->index(0, 0).data(Qt::FontRole).value<QFont>().pointSizeF(),
                  bold.pointSizeF());
-        // A red row's own style set wins over its column's.
+        // A red row's own style set goes over its column's, which still gives the font.
         QCOMPARE(g.grid.cellStyleSet(1, 0), QStringLiteral("RowRed"));
         QCOMPARE(g.grid.cellStyleSet(0, 0), QStringLiteral("UNBOLD"));
+        QCOMPARE(model->index(1, 0).data(Qt::ForegroundRole).value<QBrush>().color(),
+                 QColor(Qt::red));
+        QCOMPARE(model->index(1, 0).data(Qt::FontRole).value<QFont>().bold(), false);
+        QVERIFY(!model->index(0, 0).data(Qt::ForegroundRole).isValid());
         QVERIFY_THROWS_EXCEPTION(ProcError, g.grid.setColumnStyleSet(9, QStringLiteral("UNBOLD")));
     }
 

@@ -115,18 +115,20 @@ QVariant RecordSetModel::data(const QModelIndex &index, int role) const
 
 QVariant RecordSetModel::styleData(int storageRow, int column, int role) const
 {
-    QString name = cellStyle(storageRow, column);
-    if (name.isEmpty())
-        name = m_grid->m_columns.at(column).styleSet;
-    const StyleSet *style = m_grid->findStyleSet(name);
-    if (!style)
-        return {};
-    if (role == Qt::ForegroundRole && style->foreColor.isValid())
-        return QBrush(style->foreColor);
-    if (role == Qt::BackgroundRole && style->backColor.isValid())
-        return QBrush(style->backColor);
-    if (role == Qt::FontRole && style->hasFont)
-        return style->font.resolve(m_grid->font());
+    // The cell's own style set goes over its column's: each sets only what it holds, so a
+    // red row keeps the column's plain font.
+    const StyleSet *layers[] = {m_grid->findStyleSet(cellStyle(storageRow, column)),
+                                m_grid->findStyleSet(m_grid->m_columns.at(column).styleSet)};
+    for (const StyleSet *style : layers) {
+        if (!style)
+            continue;
+        if (role == Qt::ForegroundRole && style->foreColor.isValid())
+            return QBrush(style->foreColor);
+        if (role == Qt::BackgroundRole && style->backColor.isValid())
+            return QBrush(style->backColor);
+        if (role == Qt::FontRole && style->hasFont)
+            return style->font.resolve(m_grid->font());
+    }
     return {};
 }
 
