@@ -1,0 +1,104 @@
+#include "shell.h"
+
+#include "shellsession.h"
+#include "shellwindow.h"
+
+#include "document/korva_assignmaint.h"
+#include "platform/controls/datagrid.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QProgressDialog>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace korva {
+
+namespace {
+
+constexpr int kScreenshotWaitMs = 20000;
+
+// A progress window for the few seconds that a first run spends making the demo data.
+class DemoProgressWindow {
+public:
+    void update(const QString &stage, qint64 done, qint64 total) {
+        if (!m_dialog) {
+            m_dialog = std::make_unique<QProgressDialog>();
+            m_dialog->setWindowTitle(QStringLiteral("Korva Assignments"));
+            m_dialog->setCancelButton(nullptr);
+            m_dialog->setMinimumDuration(0);
+            m_dialog->setMinimumWidth(420);
+        }
+        m_dialog->setLabelText(
+            QStringLiteral("Creating the demo database on first run: %1 ...").arg(stage));
+        m_dialog->setRange(0, total > 0 ? 1000 : 0);
+        if (total > 0)
+            m_dialog->setValue(int(qMin<qint64>(1000, done * 1000 / total)));
+        QApplication::processEvents();
+    }
+
+private:
+    std::unique_ptr<QProgressDialog> m_dialog;
+};
+
+// Saves a picture of the window once its list has rows (or the wait is over), then quits.
+void grabWhenListed(ShellWindow *window, const QString &file) {
+    auto *timer = new QTimer(window);
+    auto clock = std::make_shared<QElapsedTimer>();
+    clock->start();
+    QObject::connect(timer, &QTimer::timeout, window, [window, file, timer, clock] {
+        KORVA_AssignMaint *document = window->document();
+        const bool listed =
+            document && document->grdAssignment && document->grdAssignment->rowCount() > 0;
+        const bool late = clock->elapsed() > kScreenshotWaitMs;
+        if (!listed && !late)
+            return;
+        timer->stop();
+        const bool saved = window->grab().save(file);
+        if (!saved)
+            std::fprintf(stderr, "korva: could not save the picture to %s\n", qPrintable(file));
+        else if (!listed)
+            std::fprintf(stderr, "korva: the list did not load; the picture shows it empty\n");
+        QApplication::exit(saved && listed ? ExitCode::Ok : ExitCode::NoScreenshot);
+    });
+    timer->start(200);
+}
+
+} // namespace
+
+int startShell(ShellSession &session, std::unique_ptr<ShellWindow> &window) {
+    const QString title = ShellSession::applicationTitle();
+    DemoProgressWindow progress;
+    session.setDemoProgress([&progress](const QString &stage, qint64 done, qint64 total) {
+        progress.update(stage, done, total);
+    });
+    if (!session.prepareDatabase()) {
+        session.messageBoxes().msgBox(session.errorText(), MsgStyle::Critical, title);
+        return ExitCode::NoDatabase;
+    }
+    session.setDemoProgress({});
+    if (!session.signOn()) {
+        session.messageBoxes().msgBox(session.errorText(), MsgStyle::Critical, title);
+        return ExitCode::SignOnFailed;
+    }
+    window = session.openWindow();
+    window->show();
+    if (session.createdDemo())
+        window->showStatus(QStringLiteral("A new demo database was created."));
+    return ExitCode::Ok;
+}
+
+int runShell(const StartOptions &options) {
+    ShellSession session(options);
+    std::unique_ptr<ShellWindow> window;
+    if (const int failed = startShell(session, window))
+        return failed;
+    if (!options.screenshot.isEmpty())
+        grabWhenListed(window.get(), options.screenshot);
+    const int code = QApplication::exec();
+    window.reset();
+    return code;
+}
+
+} // namespace korva

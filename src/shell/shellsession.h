@@ -1,0 +1,94 @@
+#pragma once
+
+#include "hostservices.h"
+#include "startoptions.h"
+
+#include "platform/platform.h"
+#include "platform/qtservices.h"
+
+#include <functional>
+#include <memory>
+
+namespace korva {
+
+class AsyncBroker;
+class BrokerCodeList;
+class ReferenceData;
+class SessionUser;
+class ShellWindow;
+
+// One signed-on officer's application: the embedded broker over the chosen database, the
+// officer's rights and reference data, and the platform's real services. While signed on,
+// the session's Platform is the current one; the previous one comes back when it ends.
+class ShellSession {
+public:
+    // stage, done, total
+    using Progress = std::function<void(const QString &, qint64, qint64)>;
+
+    explicit ShellSession(StartOptions options);
+    ~ShellSession();
+    ShellSession(const ShellSession &) = delete;
+    ShellSession &operator=(const ShellSession &) = delete;
+
+    // Seams, set before signing on: message boxes that a test answers (not owned), and where
+    // the progress of a demo database being made goes.
+    void setMessageBoxes(MessageBoxes *boxes);
+    void setDemoProgress(Progress progress) { m_progress = std::move(progress); }
+
+    // Makes the demo database when the SQLite file does not exist yet, or when asked to.
+    bool prepareDatabase();
+    bool createdDemo() const { return m_createdDemo; }
+    // Starts the broker, reads the officer and the reference data, installs the platform.
+    bool signOn();
+    bool isSignedOn() const { return m_signedOn; }
+    // The main window for the signed-on officer, wired to the session's status bar and host
+    // services. The caller owns it and ends it before the session.
+    std::unique_ptr<ShellWindow> openWindow();
+    // Why preparing or signing on failed, in words for the user.
+    const QString &errorText() const { return m_error; }
+
+    const StartOptions &options() const { return m_options; }
+    Platform &platform() { return m_platform; }
+    MessageBoxes &messageBoxes() { return *m_boxes; }
+    CallbackStatusBar &statusBar() { return m_status; }
+    ShellHostServices &hostServices() { return m_host; }
+    const SessionUser *user() const { return m_user.get(); }
+    QString officerName() const;  // "LAST, FIRST M.", as the screens show officers
+    QString databaseText() const; // the connection without its password
+    QString sessionText() const;  // officer, region and database, for the status bar
+
+    static QString applicationTitle(); // "Korva Assignments"
+
+private:
+    bool fail(const QString &text);
+    QString signOnFailure(const QString &reason) const;
+    void installServices();
+
+    StartOptions m_options;
+    Progress m_progress;
+    QString m_error;
+    bool m_createdDemo = false;
+    bool m_signedOn = false;
+
+    QtMessageBoxes m_qtBoxes;
+    MessageBoxes *m_boxes = &m_qtBoxes;
+    std::unique_ptr<DialogErrorReporter> m_reporter;
+    CallbackStatusBar m_status;
+    OverrideCursorPointer m_pointer;
+    SystemClock m_clock;
+    QtClipboard m_clipboard;
+    QtBeeper m_beeper;
+    WidgetFieldMarks m_marks;
+    StandardKeyFilters m_keys;
+    ShellHostServices m_host;
+    // Declared in the order they must be made; they end in reverse (the broker last).
+    std::unique_ptr<AsyncBroker> m_broker;
+    std::unique_ptr<SessionUser> m_user;
+    std::unique_ptr<ReferenceData> m_reference;
+    std::unique_ptr<BrokerCodeList> m_codes;
+
+    Platform m_platform;
+    Platform *m_previous = nullptr;
+};
+
+} // namespace korva
