@@ -34,24 +34,25 @@ struct GridColumn {
     const char *caption;
     bool bound;
     bool visible;
+    int width = 0; // 0: the grid's default
 };
 
 // Bound columns carry the broker's field names; display columns are filled as rows load.
 // The technical columns stay hidden but readable, since the row commands read them.
 constexpr GridColumn kAssignmentColumns[] = {
-    {"Status", "Status", false, true},
-    {"ASGNMT_NBR", "Number", true, true},
-    {"ASSIGNMENT_TYPE", "Assignment Type", false, true},
-    {"ASGNMT_SBJCT_TXT", "Subject", true, true},
-    {"ASSIGNED_FROM", "Assigned From", false, true},
-    {"ASSIGNED_TO", "Assigned To", false, true},
-    {"ASGNMT_DT", "Assigned", true, true},
-    {"EFCTV_DT", "Effective", true, true},
-    {"DUE_DT", "Due", true, true},
-    {"CLSE_DT", "Closed", true, true},
-    {"CITATION_NUMBER", "Reference Number", false, true},
-    {"CITATION_TYPE", "Reference Type", false, true},
-    {"ASGNMT_CMMT_TXT", "Comments", true, true},
+    {"Status", "Status", false, true, 70},
+    {"ASGNMT_NBR", "Number", true, true, 70},
+    {"ASSIGNMENT_TYPE", "Assignment Type", false, true, 150},
+    {"ASGNMT_SBJCT_TXT", "Subject", true, true, 170},
+    {"ASSIGNED_FROM", "Assigned From", false, true, 150},
+    {"ASSIGNED_TO", "Assigned To", false, true, 150},
+    {"ASGNMT_DT", "Assigned", true, true, 85},
+    {"EFCTV_DT", "Effective", true, true, 85},
+    {"DUE_DT", "Due", true, true, 85},
+    {"CLSE_DT", "Closed", true, true, 85},
+    {"CITATION_NUMBER", "Reference Number", false, true, 115},
+    {"CITATION_TYPE", "Reference Type", false, true, 130},
+    {"ASGNMT_CMMT_TXT", "Comments", true, true, 250},
     {"ASGNMT_TYP_CD", "Type Code", true, false},
     {"ASGNMT_STTS_CD", "Status Code", true, false},
     {"OFCR_FRM_ID", "From Officer", true, false},
@@ -156,8 +157,10 @@ QWidget *KORVA_AssignMaint::buildListTab() {
     grdAssignment->setObjectName(QStringLiteral("grdAssignment"));
     for (const GridColumn &c : kAssignmentColumns) {
         const QString name = QLatin1String(c.name);
-        grdAssignment->addColumn(name, QLatin1String(c.caption), c.bound ? name : QString(),
-                                 c.visible);
+        const int index = grdAssignment->addColumn(name, QLatin1String(c.caption),
+                                                   c.bound ? name : QString(), c.visible);
+        if (c.width > 0)
+            grdAssignment->setColumnWidth(index, c.width);
     }
     grdAssignment->setDataControl(adoAssignment);
 

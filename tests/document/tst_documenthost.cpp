@@ -197,7 +197,13 @@ private slots:
     void closeYesWaitsForTheSave() {
         QFETCH(bool, good);
         Fixture f;
+        // An earlier reply of the other kind must not decide the wait or its result.
         f.shown();
+        if (good)
+            f.tp.fakeBroker.replyBad(QStringLiteral("The list failed."));
+        else
+            f.tp.fakeBroker.replyGood({assignments({})});
+        const qsizetype boxesBefore = f.tp.boxes.shown.size();
         f.enterValidAssignment();
         f.tp.boxes.answer(MsgAnswer::Yes);
         // The reply arrives while the document waits, as the broker's event would.
@@ -214,7 +220,7 @@ private slots:
         QCOMPARE(f.doc().CloseDocument(), good);
         QVERIFY(waited.elapsed() >= 450); // it paused between its looks
 
-        QCOMPARE(f.tp.boxes.shown.first().prompt, kSaveQuestion);
+        QCOMPARE(f.tp.boxes.shown.at(boxesBefore).prompt, kSaveQuestion);
         QVERIFY(f.doc().tabTab->isEnabled());
         QVERIFY(!f.doc().requestFlags().UpdatePending);
         QCOMPARE(toolbarButtons(f.tp.shellServices), kToolbar);
@@ -223,8 +229,8 @@ private slots:
             QCOMPARE(f.lastRequest().kind(), 62);
             QVERIFY(f.entry()->txtComment->toPlainText().isEmpty());
         } else {
-            QCOMPARE(f.tp.boxes.shown.size(), 2);
-            QCOMPARE(f.tp.boxes.shown.at(1).prompt, QStringLiteral("The assignment was refused."));
+            QCOMPARE(f.tp.boxes.shown.size(), boxesBefore + 2);
+            QCOMPARE(f.tp.boxes.shown.last().prompt, QStringLiteral("The assignment was refused."));
             QCOMPARE(f.tp.statusBar.last(), QStringLiteral("Update Not Successful."));
             QCOMPARE(f.sentCount(), 2);
             // The entry survives for a second try, which may start at once.
