@@ -41,7 +41,7 @@ void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &
 void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now);
 // The history entry of one change: the assignment as the change left it, who made the
 // change, and the change's name (ADD, FORWARD, REPLY, CLOSE, REOPEN).
-void insertHistory(Database &db, const AssignmentRecord &a, const QString &action,
-                   qint64 byOfficer, const QDateTime &now);
+void insertHistory(Database &db, const AssignmentRecord &a, const QString &action, qint64 byOfficer,
+                   const QDateTime &now);
 
 } // namespace korva::server

@@ -31,12 +31,9 @@ public:
     AssignmentUpdate(HandlerContext &ctx)
         : m_ctx(ctx)
         , m_db(ctx.db)
-        , m_me(ctx.session.officerId)
-    {
-    }
+        , m_me(ctx.session.officerId) {}
 
-    void apply(const UpdateRow &row)
-    {
+    void apply(const UpdateRow &row) {
         const QString action = row.trimmed("ACTION").toUpper();
         if (action == u"ADD") {
             if (row.has("ASGNMT_NBR"))
@@ -52,8 +49,7 @@ public:
 
 private:
     // The sender named in a row must be the signed-on officer: nobody sends in another's name.
-    void checkSender(const UpdateRow &row)
-    {
+    void checkSender(const UpdateRow &row) {
         const auto from = row.id("OFCR_FRM_ID");
         if (from && *from != m_me)
             row.refuse(QStringLiteral("OFCR_FRM_ID %1 is not the signed-on officer %2.")
@@ -61,13 +57,11 @@ private:
                            .arg(m_me));
     }
 
-    void checkOfficer(const UpdateRow &row, qint64 id, const char *field)
-    {
+    void checkOfficer(const UpdateRow &row, qint64 id, const char *field) {
         const auto officer = findOfficer(m_db, id);
         if (!officer)
-            row.refuse(QStringLiteral("%1: officer %2 is not known.")
-                           .arg(QLatin1String(field))
-                           .arg(id));
+            row.refuse(
+                QStringLiteral("%1: officer %2 is not known.").arg(QLatin1String(field)).arg(id));
         if (!officer->activeOn(m_ctx.today))
             row.refuse(QStringLiteral("%1: officer %2 is not active on %3.")
                            .arg(QLatin1String(field))
@@ -75,15 +69,14 @@ private:
                            .arg(m_ctx.today.toString(Qt::ISODate)));
     }
 
-    Addressee readAddressee(const UpdateRow &row)
-    {
+    Addressee readAddressee(const UpdateRow &row) {
         Addressee to;
         to.officer = row.id("OFCR_TO_ID");
         to.agency = row.optional("AGNCY_CD", kCodeMax).trimmed();
         to.troop = row.optional("TRP_ID", 1).trimmed().toUpper();
         to.district = row.optional("TRP_DIST_ID", 4).trimmed().toUpper();
-        const int kinds = (to.officer ? 1 : 0) + (to.agency.isEmpty() ? 0 : 1) +
-                          (to.troop.isEmpty() ? 0 : 1);
+        const int kinds =
+            (to.officer ? 1 : 0) + (to.agency.isEmpty() ? 0 : 1) + (to.troop.isEmpty() ? 0 : 1);
         if (kinds == 0)
             row.refuse(QStringLiteral("The assignment has no addressee: give OFCR_TO_ID, "
                                       "AGNCY_CD or TRP_ID."));
@@ -94,8 +87,8 @@ private:
             row.refuse(QStringLiteral("TRP_DIST_ID needs its TRP_ID."));
         if (to.officer)
             checkOfficer(row, *to.officer, "OFCR_TO_ID");
-        if (!to.agency.isEmpty() && !agencyExists(m_db, m_ctx.session.region, to.agency,
-                                                  m_ctx.today))
+        if (!to.agency.isEmpty() &&
+            !agencyExists(m_db, m_ctx.session.region, to.agency, m_ctx.today))
             row.refuse(QStringLiteral("The agency %1 could not be found.").arg(to.agency));
         if (!to.troop.isEmpty() && !troopExists(m_db, to.troop, to.district))
             row.refuse(to.district.isEmpty()
@@ -105,16 +98,14 @@ private:
         return to;
     }
 
-    static void setAddressee(AssignmentRecord &a, const Addressee &to)
-    {
+    static void setAddressee(AssignmentRecord &a, const Addressee &to) {
         a.toOfficer = to.officer;
         a.agency = to.agency.isEmpty() ? QString() : to.agency;
         a.troop = to.troop.isEmpty() ? QString() : to.troop;
         a.district = to.district.isEmpty() ? QString() : to.district;
     }
 
-    void readDates(const UpdateRow &row, AssignmentRecord &a)
-    {
+    void readDates(const UpdateRow &row, AssignmentRecord &a) {
         a.effective = row.requiredDate("EFCTV_DT");
         a.due = row.requiredDate("DUE_DT");
         a.expiration = row.requiredDate("EXPRTN_DT");
@@ -124,21 +115,18 @@ private:
             row.refuse(QStringLiteral("The expiration date must be on, or after, the due date."));
     }
 
-    void readComment(const UpdateRow &row, AssignmentRecord &a)
-    {
+    void readComment(const UpdateRow &row, AssignmentRecord &a) {
         if (row.has("ASGNMT_CMMT_TXT"))
             a.comment = row.optional("ASGNMT_CMMT_TXT", kCommentMax);
         if (row.has("NTFY_IND"))
             a.notify = row.optional("NTFY_IND", 1).trimmed().toUpper();
     }
 
-    std::optional<AssignmentType> typeOf(const QString &code)
-    {
+    std::optional<AssignmentType> typeOf(const QString &code) {
         return findAssignmentType(m_db, m_ctx.session.region, code);
     }
 
-    void addNew(const UpdateRow &row)
-    {
+    void addNew(const UpdateRow &row) {
         if (!hasRight(m_db, m_me, QLatin1String(kRightAssignment), 'R'))
             row.refuse(QStringLiteral("You do not have the \"Assignment\" right needed to "
                                       "create an assignment."));
@@ -156,8 +144,8 @@ private:
             row.refuse(QStringLiteral("FORM_NBR and FORM_TYP_CD are sent together or not at "
                                       "all."));
         if (!a.formType.isEmpty()) {
-            const auto form = referenceTypeForm(m_db, m_ctx.session.region, a.formType,
-                                                m_ctx.today);
+            const auto form =
+                referenceTypeForm(m_db, m_ctx.session.region, a.formType, m_ctx.today);
             if (!form)
                 row.refuse(QStringLiteral("The reference account type %1 could not be found.")
                                .arg(a.formType));
@@ -179,30 +167,28 @@ private:
         insertHistory(m_db, a, QStringLiteral("ADD"), m_me, m_ctx.now);
     }
 
-    AssignmentRecord existing(const UpdateRow &row)
-    {
+    AssignmentRecord existing(const UpdateRow &row) {
         const QString t = row.trimmed("ASGNMT_NBR");
         bool ok = false;
         const qint64 number = t.toLongLong(&ok);
         if (t.isEmpty())
             row.refuse(QStringLiteral("ASGNMT_NBR is required."));
         if (!ok)
-            row.refuse(QStringLiteral("ASGNMT_NBR \"%1\" is not a valid assignment number.").arg(t));
+            row.refuse(
+                QStringLiteral("ASGNMT_NBR \"%1\" is not a valid assignment number.").arg(t));
         auto a = loadAssignment(m_db, number);
         if (!a)
             row.refuse(QStringLiteral("Assignment %1 is not known.").arg(number));
         return *a;
     }
 
-    void write(AssignmentRecord &a, const char *action)
-    {
+    void write(AssignmentRecord &a, const char *action) {
         a.historyCount += 1;
         updateAssignment(m_db, a, m_ctx.now);
         insertHistory(m_db, a, QLatin1String(action), m_me, m_ctx.now);
     }
 
-    void update(const UpdateRow &row)
-    {
+    void update(const UpdateRow &row) {
         AssignmentRecord a = existing(row);
         // A forward always carries its new dates or a non-officer addressee; a reply carries
         // only the swapped officers; close and reopen carry only the status.
@@ -218,8 +204,7 @@ private:
                            .arg(a.number));
     }
 
-    void closeOrReopen(const UpdateRow &row, AssignmentRecord &a)
-    {
+    void closeOrReopen(const UpdateRow &row, AssignmentRecord &a) {
         const QString status = row.trimmed("ASGNMT_STTS_CD").toUpper();
         if (status == u"C") {
             if (a.status == u"C")
@@ -250,8 +235,7 @@ private:
         }
     }
 
-    void forward(const UpdateRow &row, AssignmentRecord &a)
-    {
+    void forward(const UpdateRow &row, AssignmentRecord &a) {
         if (a.status == u"C")
             row.refuse(QStringLiteral("Assignment %1 is closed; reopen it before forwarding.")
                            .arg(a.number));
@@ -265,8 +249,7 @@ private:
         m_forwarded.insert(a.number);
     }
 
-    void reply(const UpdateRow &row, AssignmentRecord &a)
-    {
+    void reply(const UpdateRow &row, AssignmentRecord &a) {
         const auto type = typeOf(a.type);
         if (type && type->systemGenerated)
             row.refuse(QStringLiteral("A system-generated assignment (type %1) cannot be "
@@ -289,8 +272,7 @@ private:
 
     // Further officers of a forward get their own assignment, tied to the original and
     // carrying its type, subject and reference document whatever the row repeats of them.
-    void addForwardCopy(const UpdateRow &row)
-    {
+    void addForwardCopy(const UpdateRow &row) {
         const AssignmentRecord original = existing(row);
         if (!m_forwarded.contains(original.number))
             row.refuse(QStringLiteral("An ADD row tied to assignment %1 must follow its "
@@ -323,8 +305,7 @@ private:
 
 } // namespace
 
-BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &request)
-{
+BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &request) {
     const RecordSetPtr rs = request.recordSet(u"ASSIGNMENT");
     if (!rs)
         throw RequestError(QStringLiteral("The update carries no ASSIGNMENT record set."));

@@ -43,16 +43,14 @@ INSERT INTO ZTB_ASGNMT_TYPE (REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY
     EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND)
 VALUES (?, ?, ?, ?, ?, ?, ?, ?))sql";
 
-sqlite3 *sqliteHandle(const QSqlDatabase &db)
-{
+sqlite3 *sqliteHandle(const QSqlDatabase &db) {
     const QVariant v = db.driver()->handle();
     if (!v.isValid() || qstrcmp(v.typeName(), "sqlite3*") != 0)
         return nullptr;
     return *static_cast<sqlite3 *const *>(v.constData());
 }
 
-void copyTable(Database &store, QSqlQuery &insert, const char *readSql, int dateFrom, int columns)
-{
+void copyTable(Database &store, QSqlQuery &insert, const char *readSql, int dateFrom, int columns) {
     QSqlQuery &read = store.run(QLatin1String(readSql));
     while (read.next()) {
         for (int i = 0; i < columns; ++i) {
@@ -76,8 +74,7 @@ struct CodeTables::Guard {
     bool deniedWrite = false;
 
     static int authorize(void *self, int action, const char *a1, const char *, const char *,
-                         const char *)
-    {
+                         const char *) {
         auto *g = static_cast<Guard *>(self);
         if (!g->active)
             return SQLITE_OK;
@@ -101,19 +98,15 @@ struct CodeTables::Guard {
     }
 };
 
-void touchCodeTables(Database &store)
-{
+void touchCodeTables(Database &store) {
     store.run(QLatin1String(kBumpCodeVersion)).finish();
 }
 
 CodeTables::CodeTables(QString connectionName)
     : m_name(std::move(connectionName))
-    , m_guard(new Guard)
-{
-}
+    , m_guard(new Guard) {}
 
-CodeTables::~CodeTables()
-{
+CodeTables::~CodeTables() {
     if (QSqlDatabase::contains(m_name)) {
         {
             QSqlDatabase db = QSqlDatabase::database(m_name, false);
@@ -126,13 +119,12 @@ CodeTables::~CodeTables()
     delete m_guard;
 }
 
-void CodeTables::open()
-{
+void CodeTables::open() {
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
     db.setDatabaseName(QStringLiteral(":memory:"));
     if (!db.open())
-        throw DatabaseError(QStringLiteral("The code-list service could not start: %1")
-                                .arg(db.lastError().text()));
+        throw DatabaseError(
+            QStringLiteral("The code-list service could not start: %1").arg(db.lastError().text()));
     sqlite3 *h = sqliteHandle(db);
     if (!h)
         throw DatabaseError(QStringLiteral("The code-list service could not start: no SQLite "
@@ -148,8 +140,7 @@ void CodeTables::open()
     m_open = true;
 }
 
-void CodeTables::load(Database &store)
-{
+void CodeTables::load(Database &store) {
     QSqlDatabase db = QSqlDatabase::database(m_name, false);
     QSqlQuery q(db);
     q.exec(QStringLiteral("BEGIN"));
@@ -169,8 +160,7 @@ void CodeTables::load(Database &store)
     q.exec(QStringLiteral("COMMIT"));
 }
 
-void CodeTables::refresh(Database &store)
-{
+void CodeTables::refresh(Database &store) {
     const qint64 version = store.scalar(QLatin1String(kCodeVersion)).toLongLong();
     if (m_open && version == m_version)
         return;
@@ -180,8 +170,7 @@ void CodeTables::refresh(Database &store)
     m_version = version;
 }
 
-RecordSetPtr CodeTables::query(const QString &queryText)
-{
+RecordSetPtr CodeTables::query(const QString &queryText) {
     const QString sql = translateCodeListQuery(queryText);
     QSqlQuery q(QSqlDatabase::database(m_name, false));
     q.setForwardOnly(true);
@@ -193,11 +182,10 @@ RecordSetPtr CodeTables::query(const QString &queryText)
     if (!ok) {
         const QString error = q.lastError().databaseText();
         if (!m_guard->deniedTable.isEmpty() || error.startsWith(u"no such table"))
-            throw RequestError(
-                QStringLiteral("The code-list service only reads the code tables "
-                               "ZTB_ASGNMT_TYPE and ZTB_CODE; it cannot read %1.")
-                    .arg(m_guard->deniedTable.isEmpty() ? error.mid(15).trimmed()
-                                                        : m_guard->deniedTable));
+            throw RequestError(QStringLiteral("The code-list service only reads the code tables "
+                                              "ZTB_ASGNMT_TYPE and ZTB_CODE; it cannot read %1.")
+                                   .arg(m_guard->deniedTable.isEmpty() ? error.mid(15).trimmed()
+                                                                       : m_guard->deniedTable));
         if (m_guard->deniedWrite)
             throw RequestError(QStringLiteral("The code-list service is read-only: the query "
                                               "tries to change data and is refused."));
@@ -208,8 +196,8 @@ RecordSetPtr CodeTables::query(const QString &queryText)
     QList<FieldType> types;
     for (int i = 0; i < rec.count(); ++i) {
         const QString name = rec.fieldName(i);
-        const FieldType type = name.endsWith(u"_DT", Qt::CaseInsensitive) ? FieldType::Date
-                                                                          : FieldType::Text;
+        const FieldType type =
+            name.endsWith(u"_DT", Qt::CaseInsensitive) ? FieldType::Date : FieldType::Text;
         fields.append(Field{name, type});
         types.append(type);
     }

@@ -31,8 +31,7 @@ ORDER BY F.STP_DT, F.FORM_NBR)sql";
 
 } // namespace
 
-BrokerReply handleCustomerForms(HandlerContext &ctx, const BrokerRequest &request)
-{
+BrokerReply handleCustomerForms(HandlerContext &ctx, const BrokerRequest &request) {
     const QString customer = request.keyValue(u"CUST_ID").trimmed();
     const QString type = request.keyValue(u"REF_TYP_CD").trimmed();
     if (customer.isEmpty())
@@ -45,8 +44,8 @@ BrokerReply handleCustomerForms(HandlerContext &ctx, const BrokerRequest &reques
         throw RequestError(
             QStringLiteral("The reference account type %1 could not be found.").arg(type));
     const QVariant today = dbDate(ctx.today);
-    QSqlQuery &q = ctx.db.run(QLatin1String(kSelectForms),
-                              {ctx.session.region, today, today, customer, type});
+    QSqlQuery &q =
+        ctx.db.run(QLatin1String(kSelectForms), {ctx.session.region, today, today, customer, type});
     BrokerReply reply = BrokerReply::success(request);
     reply.recordSets.insert(QStringLiteral("CUSTOMERFORM"),
                             readRecordSet(q, QStringLiteral("CUSTOMERFORM"), kFormColumns));

@@ -10,15 +10,13 @@ namespace {
 constexpr int kDefaultLimit = 50;
 constexpr int kMaxLimit = 500;
 
-constexpr Column kCustomerColumns[] = {{"CUST_ID", FieldType::Text},
-                                       {"CUST_NM", FieldType::Text}};
+constexpr Column kCustomerColumns[] = {{"CUST_ID", FieldType::Text}, {"CUST_NM", FieldType::Text}};
 constexpr char kSearch[] = R"sql(
 SELECT CUST_ID, CUST_NM FROM CUSTOMER
 WHERE UPPER(CUST_NM) LIKE ? ESCAPE '!' OR CUST_ID LIKE ? ESCAPE '!'
 ORDER BY CUST_NM, CUST_ID LIMIT ?)sql";
 
-QString likePrefix(QString text)
-{
+QString likePrefix(QString text) {
     text.replace(u'!', QStringLiteral("!!"))
         .replace(u'%', QStringLiteral("!%"))
         .replace(u'_', QStringLiteral("!_"));
@@ -27,8 +25,7 @@ QString likePrefix(QString text)
 
 } // namespace
 
-BrokerReply handleCustomerSearch(HandlerContext &ctx, const BrokerRequest &request)
-{
+BrokerReply handleCustomerSearch(HandlerContext &ctx, const BrokerRequest &request) {
     const QString text = request.keyValue(u"TEXT").trimmed();
     bool ok = false;
     int limit = request.keyValue(u"LIMIT").trimmed().toInt(&ok);

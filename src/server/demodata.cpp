@@ -26,30 +26,34 @@ namespace {
 const char *const kRegions[] = {"NE", "SE", "MW", "WE"};
 
 const char *const kLastNames[] = {
-    "Anderson", "Baker",  "Carter", "Dalton",  "Ellis",   "Fischer", "Garcia", "Hughes",
-    "Iverson",  "Jensen", "Keller", "Lindqvist", "Moreau", "Novak",  "O'Neil", "Peralta",
-    "Quinn",    "Russo",  "Sato",   "Thompson", "Underwood", "Varga", "Walsh", "Xu",
-    "Young",    "Zeller", "Mac Donald", "de la Cruz", "Nguyen", "Okafor", "Petrov", "Ramos"};
-const char *const kFirstNames[] = {"Maria", "James", "Aiko", "Pedro", "Linda", "Omar",
-                                   "Grace", "Tomas", "Ingrid", "Kwame", "Rosa", "Victor",
-                                   "Helen", "Yusuf", "Clara", "Dmitri", "Ann", "Lee"};
+    "Anderson", "Baker",  "Carter",     "Dalton",     "Ellis",     "Fischer", "Garcia", "Hughes",
+    "Iverson",  "Jensen", "Keller",     "Lindqvist",  "Moreau",    "Novak",   "O'Neil", "Peralta",
+    "Quinn",    "Russo",  "Sato",       "Thompson",   "Underwood", "Varga",   "Walsh",  "Xu",
+    "Young",    "Zeller", "Mac Donald", "de la Cruz", "Nguyen",    "Okafor",  "Petrov", "Ramos"};
+const char *const kFirstNames[] = {"Maria", "James", "Aiko",   "Pedro",  "Linda", "Omar",
+                                   "Grace", "Tomas", "Ingrid", "Kwame",  "Rosa",  "Victor",
+                                   "Helen", "Yusuf", "Clara",  "Dmitri", "Ann",   "Lee"};
 const char *const kMiddleNames[] = {"Q", "A", "B", "Marie", "Lee", "J", "Ray", "K"};
 const char *const kSuffixes[] = {",jr", ",Sr", ",JR", ",sr"};
 
-const char *const kCompanies[] = {"Acme Hardware LLC", "O'Brien's Pub",   "Blue Ridge Farms",
-                                  "Harbor Freight Co", "Lakeside Diner",  "Northgate Motors",
-                                  "Pine & Oak Furniture", "Summit Dental", "Riverside Bakery",
-                                  "Cedar Creek Auto", "Golden Gate Imports", "Maple Leaf Cafe"};
-const char *const kStreets[] = {"Main St", "Oak Ave", "Elm St", "Route 9", "Harbor Rd",
-                                "Mill Ln", "Church St", "Lake Dr"};
+const char *const kCompanies[] = {"Acme Hardware LLC",    "O'Brien's Pub",       "Blue Ridge Farms",
+                                  "Harbor Freight Co",    "Lakeside Diner",      "Northgate Motors",
+                                  "Pine & Oak Furniture", "Summit Dental",       "Riverside Bakery",
+                                  "Cedar Creek Auto",     "Golden Gate Imports", "Maple Leaf Cafe"};
+const char *const kStreets[] = {"Main St",   "Oak Ave", "Elm St",    "Route 9",
+                                "Harbor Rd", "Mill Ln", "Church St", "Lake Dr"};
 const char *const kCities[] = {"Springfield", "Riverton", "Fairview", "Georgetown",
-                               "Salem", "Franklin", "Clinton", "Madison"};
+                               "Salem",       "Franklin", "Clinton",  "Madison"};
 const char *const kStates[] = {"NY", "PA", "NJ", "CT", "MA", "VT"};
 
-const char *const kSubjects[] = {"Follow up on unpaid citation", "Verify business address",
-                                 "Field visit requested", "Payment plan review",
-                                 "Customer disputes balance", "Refund of excess funds",
-                                 "Delinquent return", "Check \"bounced\" twice"};
+const char *const kSubjects[] = {"Follow up on unpaid citation",
+                                 "Verify business address",
+                                 "Field visit requested",
+                                 "Payment plan review",
+                                 "Customer disputes balance",
+                                 "Refund of excess funds",
+                                 "Delinquent return",
+                                 "Check \"bounced\" twice"};
 const char *const kComments[] = {
     "Please contact the customer before the due date.",
     "Customer called; says payment was mailed last week.",
@@ -132,29 +136,21 @@ constexpr int kDemoShare = 60;     // assignments that go to the demo officer fi
 class Rng {
 public:
     explicit Rng(quint64 seed)
-        : m_state(seed)
-    {
-    }
-    quint64 next()
-    {
+        : m_state(seed) {}
+    quint64 next() {
         quint64 z = (m_state += 0x9E3779B97F4A7C15ULL);
         z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
         return z ^ (z >> 31);
     }
     int below(int n) { return int(next() % quint64(n)); }
-    template <class T, size_t N>
-    const T &pick(const T (&items)[N])
-    {
-        return items[below(int(N))];
-    }
+    template <class T, size_t N> const T &pick(const T (&items)[N]) { return items[below(int(N))]; }
 
 private:
     quint64 m_state;
 };
 
-QString latin(const char *s)
-{
+QString latin(const char *s) {
     return QLatin1String(s);
 }
 
@@ -169,8 +165,7 @@ public:
         : m_db(db)
         , m_opt(options)
         , m_progress(progress)
-        , m_rng(options.seed)
-    {
+        , m_rng(options.seed) {
         const qint64 n = options.assignments;
         // An even share of the officer-addressed assignments is about 500 per officer at a
         // million; small databases keep at least 40 officers.
@@ -180,8 +175,7 @@ public:
             m_days.append(QVariant(options.today.addDays(k - kHistoryDays).toString(Qt::ISODate)));
     }
 
-    DemoSummary run()
-    {
+    DemoSummary run() {
         officers();
         codes();
         customers();
@@ -190,25 +184,21 @@ public:
     }
 
 private:
-    const QVariant &day(int daysFromToday) const
-    {
+    const QVariant &day(int daysFromToday) const {
         return m_days.at(qBound(0, daysFromToday + kHistoryDays, int(m_days.size()) - 1));
     }
-    QVariant ts(int daysFromToday, int minute) const
-    {
+    QVariant ts(int daysFromToday, int minute) const {
         return QVariant(day(daysFromToday).toString() +
                         QStringLiteral(" %1:%2:00.000")
                             .arg(8 + minute / 60 % 10, 2, 10, QLatin1Char('0'))
                             .arg(minute % 60, 2, 10, QLatin1Char('0')));
     }
-    void report(const char *stage, qint64 done, qint64 total)
-    {
+    void report(const char *stage, qint64 done, qint64 total) {
         if (m_progress)
             m_progress(latin(stage), done, total);
     }
     qint64 randomOfficer() { return DemoOfficer::Demo + m_rng.below(m_officerCount); }
-    qint64 otherOfficer(qint64 not1, qint64 not2 = 0)
-    {
+    qint64 otherOfficer(qint64 not1, qint64 not2 = 0) {
         for (;;) {
             const qint64 o = randomOfficer();
             if (o != not1 && o != not2)
@@ -216,8 +206,7 @@ private:
         }
     }
 
-    void officers()
-    {
+    void officers() {
         struct Fixed {
             qint64 id;
             const char *last, *first, *middle;
@@ -229,18 +218,19 @@ private:
                                {DemoOfficer::Heavy, "Doe", "J", ""},
                                {DemoOfficer::Typical, "Roe", "", "Ann"},
                                {1005, "O'Neil", "Patrick", "M"},
-                               {1006, "Van der Berg", "Kim", "Lee"}};
+                               {1006, "Van der Berg", "Kim", "Lee"},
+                               {DemoOfficer::Retired, "Ellis", "Grace", "B"}};
         BulkInsert officer(m_db, "OFFICER",
-                            "INSP_ID, INSP_NME_LST, INSP_NME_FRST, INSP_NME_MDL_INT, REGION, "
-                            "EFCTV_DT, END_DT",
-                            7, 100);
+                           "INSP_ID, INSP_NME_LST, INSP_NME_FRST, INSP_NME_MDL_INT, REGION, "
+                           "EFCTV_DT, END_DT",
+                           7, 100);
         BulkInsert right(m_db, "USR_RGHT", "INSP_ID, NAME, KIND", 3, 200);
         const QVariant since = day(-kHistoryDays);
         const QString assignment = latin("Assignment");
         const QString closers = latin("ASSIGNMENTCLOSERS");
         for (const Fixed &f : fixed)
             officer.add({f.id, latin(f.last), latin(f.first), latin(f.middle), latin("NE"), since,
-                         QVariant()});
+                         f.id == DemoOfficer::Retired ? day(-30) : QVariant()});
         right.add({DemoOfficer::Demo, assignment, latin("R")});
         right.add({DemoOfficer::Demo, closers, latin("G")});
         right.add({DemoOfficer::Demo, latin("RefundWorksheet"), latin("R")});
@@ -249,7 +239,7 @@ private:
         right.add({1005, assignment, latin("R")});
         right.add({1005, closers, latin("G")});
         const qint64 last = DemoOfficer::Demo + m_officerCount - 1;
-        for (qint64 id = 1007; id <= last; ++id) {
+        for (qint64 id = DemoOfficer::Retired + 1; id <= last; ++id) {
             QString lastName = latin(m_rng.pick(kLastNames));
             if (m_rng.below(25) == 0)
                 lastName += latin(m_rng.pick(kSuffixes));
@@ -276,15 +266,14 @@ private:
         report("officers", officer.count(), officer.count());
     }
 
-    void codes()
-    {
+    void codes() {
         BulkInsert code(m_db, "ZTB_CODE",
-                         "REGION, CD_TBL_ID, CD_TBL_CD, CD_TBL_DES, ADDL_INFO, EFCTV_DT, END_DT", 7,
-                         50);
+                        "REGION, CD_TBL_ID, CD_TBL_CD, CD_TBL_DES, ADDL_INFO, EFCTV_DT, END_DT", 7,
+                        50);
         BulkInsert type(m_db, "ZTB_ASGNMT_TYPE",
-                         "REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY_CNT, "
-                         "EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND",
-                         8, 50);
+                        "REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY_CNT, "
+                        "EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND",
+                        8, 50);
         for (const char *region : kRegions) {
             for (const CodeSpec &c : kCodes) {
                 const QVariant effective =
@@ -313,28 +302,27 @@ private:
         touchCodeTables(m_db);
     }
 
-    void customers()
-    {
+    void customers() {
         BulkInsert customer(m_db, "CUSTOMER", "CUST_ID, CUST_NM, ADDR_1, ADDR_2, CITY, STATE, ZIP",
-                             7, 200);
+                            7, 200);
         BulkInsert form(m_db, "CUST_FORM",
-                         "CUST_ID, REF_TYP_CD, FORM_NBR, FORM_CK_DGT_NBR, ASSMT_DUE_AMT, BAL_DUE, "
-                         "LST_PYMT_DT, CTTN_STTS_CD, STP_DT",
-                         9, 200);
+                        "CUST_ID, REF_TYP_CD, FORM_NBR, FORM_CK_DGT_NBR, ASSMT_DUE_AMT, BAL_DUE, "
+                        "LST_PYMT_DT, CTTN_STTS_CD, STP_DT",
+                        9, 200);
         for (int k = 0; k < m_customerCount; ++k) {
             const QString id = QString::number(400000001 + k);
             m_customers.append(id);
             const QString name =
                 k % 3 == 0 ? latin(m_rng.pick(kCompanies)) + QStringLiteral(" #%1").arg(k)
-                           : QStringLiteral("%1, %2")
-                                 .arg(latin(m_rng.pick(kLastNames)).toUpper(),
-                                      latin(m_rng.pick(kFirstNames)).toUpper());
+                           : QStringLiteral("%1, %2").arg(latin(m_rng.pick(kLastNames)).toUpper(),
+                                                          latin(m_rng.pick(kFirstNames)).toUpper());
             customer.add({id, name,
-                          QStringLiteral("%1 %2").arg(10 + m_rng.below(9000)).arg(
-                              latin(m_rng.pick(kStreets))),
-                          m_rng.below(4) == 0 ? QVariant(QStringLiteral("Suite %1").arg(
-                                                    100 + m_rng.below(400)))
-                                              : QVariant(),
+                          QStringLiteral("%1 %2")
+                              .arg(10 + m_rng.below(9000))
+                              .arg(latin(m_rng.pick(kStreets))),
+                          m_rng.below(4) == 0
+                              ? QVariant(QStringLiteral("Suite %1").arg(100 + m_rng.below(400)))
+                              : QVariant(),
                           latin(m_rng.pick(kCities)), latin(m_rng.pick(kStates)),
                           QStringLiteral("%1").arg(10000 + m_rng.below(89999))});
             const int forms = m_rng.below(5);
@@ -359,8 +347,7 @@ private:
         report("customers", customer.count(), customer.count());
     }
 
-    int pickType()
-    {
+    int pickType() {
         int roll = m_rng.below(100);
         for (int t = 0; t < int(std::size(kTypes)); ++t) {
             if (roll < kTypes[t].weight)
@@ -370,27 +357,26 @@ private:
         return 0;
     }
 
-    void assignments()
-    {
+    void assignments() {
         BulkInsert asg(m_db, "ASGNMT",
-                        "ASGNMT_NBR, ASGNMT_TYP_CD, ASGNMT_STTS_CD, OFCR_FRM_ID, OFCR_TO_ID, "
-                        "OFCR_CRTR_ID, AGNCY_CD, TRP_ID, TRP_DIST_ID, ASGNMT_DT, EFCTV_DT, "
-                        "DUE_DT, EXPRTN_DT, CLSE_DT, ASGNMT_CMMT_TXT, ASGNMT_SBJCT_TXT, FORM_NBR, "
-                        "FORM_TYP_CD, STATION_ID, NTFY_IND, HIST_CNT, ORIG_ASGNMT_NBR, "
-                        "LST_UPDT_TS",
-                        23, 40);
+                       "ASGNMT_NBR, ASGNMT_TYP_CD, ASGNMT_STTS_CD, OFCR_FRM_ID, OFCR_TO_ID, "
+                       "OFCR_CRTR_ID, AGNCY_CD, TRP_ID, TRP_DIST_ID, ASGNMT_DT, EFCTV_DT, "
+                       "DUE_DT, EXPRTN_DT, CLSE_DT, ASGNMT_CMMT_TXT, ASGNMT_SBJCT_TXT, FORM_NBR, "
+                       "FORM_TYP_CD, STATION_ID, NTFY_IND, HIST_CNT, ORIG_ASGNMT_NBR, "
+                       "LST_UPDT_TS",
+                       23, 40);
         BulkInsert hist(m_db, "ASGNMT_HIST",
-                         "HIST_ID, ASGNMT_NBR, ACTION, LST_UPDT_TS, UPDT_BY_ID, ASGNMT_TYP_CD, "
-                         "ASGNMT_STTS_CD, OFCR_FRM_ID, OFCR_TO_ID, OFCR_CRTR_ID, AGNCY_CD, "
-                         "TRP_ID, TRP_DIST_ID, ASGNMT_DT, EFCTV_DT, DUE_DT, EXPRTN_DT, CLSE_DT, "
-                         "ASGNMT_CMMT_TXT, ASGNMT_SBJCT_TXT, FORM_NBR, FORM_TYP_CD, STATION_ID",
-                         23, 40);
+                        "HIST_ID, ASGNMT_NBR, ACTION, LST_UPDT_TS, UPDT_BY_ID, ASGNMT_TYP_CD, "
+                        "ASGNMT_STTS_CD, OFCR_FRM_ID, OFCR_TO_ID, OFCR_CRTR_ID, AGNCY_CD, "
+                        "TRP_ID, TRP_DIST_ID, ASGNMT_DT, EFCTV_DT, DUE_DT, EXPRTN_DT, CLSE_DT, "
+                        "ASGNMT_CMMT_TXT, ASGNMT_SBJCT_TXT, FORM_NBR, FORM_TYP_CD, STATION_ID",
+                        23, 40);
         BulkInsert refund(m_db, "REFUND",
-                           "RFND_NBR, CUST_ID, ASGNMT_NBR, RCPT_NBR, RFND_AMT, RFND_TO, STTS_CD, "
-                           "CREATED_DT, CREATOR_ID, VERIFY_ID, APPROVE_ID, RFND_BY_ID, VOID_ID, "
-                           "QRT_CMMT_TXT, FISCAL_CMMT_TXT, RFND_CD, WRNT_NBR, RFND_DT, DT_MLD, "
-                           "LST_UPDT_TS",
-                           20, 40);
+                          "RFND_NBR, CUST_ID, ASGNMT_NBR, RCPT_NBR, RFND_AMT, RFND_TO, STTS_CD, "
+                          "CREATED_DT, CREATOR_ID, VERIFY_ID, APPROVE_ID, RFND_BY_ID, VOID_ID, "
+                          "QRT_CMMT_TXT, FISCAL_CMMT_TXT, RFND_CD, WRNT_NBR, RFND_DT, DT_MLD, "
+                          "LST_UPDT_TS",
+                          20, 40);
         QList<QVariant> statusText, typeCode, subjects, comments;
         for (const char *s : {"O", "F", "R", "C"})
             statusText.append(latin(s));
@@ -463,8 +449,9 @@ private:
             const QVariant comment = comments.at(m_rng.below(int(comments.size())));
             const QVariant subject = subjects.at(m_rng.below(int(subjects.size())));
             const QVariant station =
-                m_rng.below(3) == 0 ? QVariant() : QVariant(QStringLiteral("ST%1").arg(
-                                                       m_rng.below(40), 2, 10, QLatin1Char('0')));
+                m_rng.below(3) == 0 ? QVariant()
+                                    : QVariant(QStringLiteral("ST%1").arg(m_rng.below(40), 2, 10,
+                                                                          QLatin1Char('0')));
             const QVariant notify = m_rng.below(2) ? yes : no;
             // History: the creation, then the step that gave the status. Some open ones were
             // closed and reopened on the way.
@@ -483,20 +470,56 @@ private:
             int minute = m_rng.below(480);
             for (qsizetype s = 0; s < steps.size(); ++s) {
                 const int st = steps.at(s).second;
-                const QVariant by = s == 0 ? QVariant(creator)
-                                           : QVariant(st == 2 && receiver ? receiver : sender);
-                hist.add({++histId, number, steps.at(s).first, ts(-ago, minute), by,
-                          typeCode.at(type), statusText.at(st),
-                          s == 0 ? QVariant(creator) : QVariant(sender), toOfficer,
-                          creator, agency, troop, district, assigned, assigned,
-                          day(-ago + dueDays), day(-ago + expDays), st == 3 ? closed : null,
-                          comment, subject, formNumber, formType, station});
+                const QVariant by =
+                    s == 0 ? QVariant(creator) : QVariant(st == 2 && receiver ? receiver : sender);
+                hist.add({++histId,
+                          number,
+                          steps.at(s).first,
+                          ts(-ago, minute),
+                          by,
+                          typeCode.at(type),
+                          statusText.at(st),
+                          s == 0 ? QVariant(creator) : QVariant(sender),
+                          toOfficer,
+                          creator,
+                          agency,
+                          troop,
+                          district,
+                          assigned,
+                          assigned,
+                          day(-ago + dueDays),
+                          day(-ago + expDays),
+                          st == 3 ? closed : null,
+                          comment,
+                          subject,
+                          formNumber,
+                          formType,
+                          station});
                 minute += 17;
             }
-            asg.add({number, typeCode.at(type), statusText.at(status), sender, toOfficer, creator,
-                     agency, troop, district, assigned, assigned, day(-ago + dueDays),
-                     day(-ago + expDays), closed, comment, subject, formNumber, formType,
-                     station, notify, qint64(steps.size()), null, ts(-ago, minute)});
+            asg.add({number,
+                     typeCode.at(type),
+                     statusText.at(status),
+                     sender,
+                     toOfficer,
+                     creator,
+                     agency,
+                     troop,
+                     district,
+                     assigned,
+                     assigned,
+                     day(-ago + dueDays),
+                     day(-ago + expDays),
+                     closed,
+                     comment,
+                     subject,
+                     formNumber,
+                     formType,
+                     station,
+                     notify,
+                     qint64(steps.size()),
+                     null,
+                     ts(-ago, minute)});
             if (type == kRefundType)
                 addRefund(refund, ++refunds, number, -ago, demo);
             if ((i + 1) % 50000 == 0 || i + 1 == total)
@@ -514,12 +537,11 @@ private:
     // demo officer's refunds are prepared, verified and approved by others, so that he can
     // take each of them one step further.
     void addRefund(BulkInsert &refund, qint64 number, qint64 assignment, int assignedDay,
-                   bool demo)
-    {
+                   bool demo) {
         const QString status = latin(kRefundStatuses[(number - 1) % 8]);
-        const int step = status == u"V" ? 1 + int(number % 3)
+        const int step = status == u"V"                     ? 1 + int(number % 3)
                          : status == u"T" || status == u"5" ? 5
-                         : status.toInt();
+                                                            : status.toInt();
         const qint64 a = demo ? DemoOfficer::Plain : randomOfficer();
         const qint64 b = demo ? DemoOfficer::Heavy : otherOfficer(a);
         const qint64 c = demo ? DemoOfficer::Plain : otherOfficer(b);
@@ -529,19 +551,25 @@ private:
         const bool transferred = status == u"T";
         const int created = qMin(0, assignedDay + 1);
         const int refunded = qMin(0, created + 5);
-        refund.add({number, m_customers.at(m_rng.below(int(m_customers.size()))), assignment,
+        refund.add({number,
+                    m_customers.at(m_rng.below(int(m_customers.size()))),
+                    assignment,
                     QStringLiteral("R%1").arg(m_rng.below(9999999), 7, 10, QLatin1Char('0')),
                     double(100 + m_rng.below(500000)) / 100.0,
-                    step >= 1 ? QVariant(QString::number(2 + m_rng.below(3))) : null, status,
-                    step >= 1 ? day(created) : null, step >= 1 ? QVariant(a) : null,
-                    step >= 2 ? QVariant(b) : null, step >= 3 ? QVariant(c) : null,
+                    step >= 1 ? QVariant(QString::number(2 + m_rng.below(3))) : null,
+                    status,
+                    step >= 1 ? day(created) : null,
+                    step >= 1 ? QVariant(a) : null,
+                    step >= 2 ? QVariant(b) : null,
+                    step >= 3 ? QVariant(c) : null,
                     issued ? QVariant(d) : null,
                     status == u"V" ? QVariant(DemoOfficer::Heavy) : null,
                     step >= 1 ? QVariant(latin("Overpayment confirmed by headquarters.")) : null,
                     transferred ? QVariant(latin("Transferred to the 2024 assessment.")) : null,
                     issued ? QVariant(latin(transferred ? "0" : "1")) : null,
                     issued && !transferred ? QVariant(QStringLiteral("W%1").arg(number)) : null,
-                    issued ? day(refunded) : null, status == u"5" ? day(qMin(0, refunded + 3)) : null,
+                    issued ? day(refunded) : null,
+                    status == u"5" ? day(qMin(0, refunded + 3)) : null,
                     ts(created, 30)});
     }
 
@@ -562,8 +590,7 @@ constexpr char kSetSequence[] = R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = ? WHERE SE
 // cheaply; the officer and status indexes would be written all over and are built afterwards.
 const char *const kListIndexes[] = {"ASGNMT_TO_IX", "ASGNMT_FRM_IX", "ASGNMT_STTS_IX"};
 
-void prepareTarget(Database &db, const ConnectionSpec &spec, bool force)
-{
+void prepareTarget(Database &db, const ConnectionSpec &spec, bool force) {
     if (spec.dialect == Dialect::Sqlite) {
         if (QFile::exists(spec.path)) {
             if (!force)
@@ -593,14 +620,12 @@ void prepareTarget(Database &db, const ConnectionSpec &spec, bool force)
 
 } // namespace
 
-QDate demoRangeStart(const QDate &today)
-{
+QDate demoRangeStart(const QDate &today) {
     return today.addDays(-kHistoryDays);
 }
 
 DemoSummary generateDemo(const ServerSettings &settings, const DemoOptions &options,
-                         const DemoProgress &progress)
-{
+                         const DemoProgress &progress) {
     if (options.assignments < 0)
         throw RequestError(QStringLiteral("The demo size must not be negative."));
     Database db(settings, QStringLiteral("korva-demo"));

@@ -16,6 +16,7 @@ inline constexpr qint64 Demo = 1001;    // the sign-on officer: "Assignment", AS
 inline constexpr qint64 Plain = 1002;   // no rights, no groups
 inline constexpr qint64 Heavy = 1003;   // receives every 20th assignment (50,000 of 1,000,000)
 inline constexpr qint64 Typical = 1004; // receives an even share: about 500 of 1,000,000
+inline constexpr qint64 Retired = 1007; // left the service 30 days ago
 } // namespace DemoOfficer
 
 struct DemoOptions {

@@ -1,7 +1,7 @@
 // Kind 62: the assignment list of one officer, and the history of one assignment.
+#include "listquery.h"
 #include "database.h"
 #include "handlers.h"
-#include "listquery.h"
 #include "lookups.h"
 #include "rows.h"
 #include "servererror.h"
@@ -13,20 +13,20 @@ namespace korva::server {
 namespace {
 
 constexpr Column kListColumns[] = {
-    {"ASGNMT_NBR", FieldType::Integer},     {"ASGNMT_TYP_CD", FieldType::Text},
-    {"ASGNMT_STTS_CD", FieldType::Text},    {"OFCR_FRM_ID", FieldType::Integer},
-    {"OFCR_TO_ID", FieldType::Integer},     {"OFCR_CRTR_ID", FieldType::Integer},
-    {"ASGNMT_DT", FieldType::Date},         {"EFCTV_DT", FieldType::Date},
-    {"DUE_DT", FieldType::Date},            {"EXPRTN_DT", FieldType::Date},
-    {"CLSE_DT", FieldType::Date},           {"ASGNMT_CMMT_TXT", FieldType::Text},
-    {"ASGNMT_SBJCT_TXT", FieldType::Text},  {"FORM_NBR", FieldType::Text},
-    {"FORM_TYP_CD", FieldType::Text},       {"HIST_CNT", FieldType::Integer},
-    {"AGNCY_CD", FieldType::Text},          {"TRP_ID", FieldType::Text},
-    {"TRP_DIST_ID", FieldType::Text},       {"STATION_ID", FieldType::Text},
-    {"NTFY_IND", FieldType::Text},          {"LST_UPDT_TS", FieldType::Timestamp},
-    {"CUST_ID", FieldType::Text},           {"CUST_NM", FieldType::Text},
-    {"PRPRD_DT", FieldType::Date},          {"RFND_NBR", FieldType::Integer},
-    {"RFND_AMT", FieldType::Decimal},       {"STTS_CD", FieldType::Text},
+    {"ASGNMT_NBR", FieldType::Integer},    {"ASGNMT_TYP_CD", FieldType::Text},
+    {"ASGNMT_STTS_CD", FieldType::Text},   {"OFCR_FRM_ID", FieldType::Integer},
+    {"OFCR_TO_ID", FieldType::Integer},    {"OFCR_CRTR_ID", FieldType::Integer},
+    {"ASGNMT_DT", FieldType::Date},        {"EFCTV_DT", FieldType::Date},
+    {"DUE_DT", FieldType::Date},           {"EXPRTN_DT", FieldType::Date},
+    {"CLSE_DT", FieldType::Date},          {"ASGNMT_CMMT_TXT", FieldType::Text},
+    {"ASGNMT_SBJCT_TXT", FieldType::Text}, {"FORM_NBR", FieldType::Text},
+    {"FORM_TYP_CD", FieldType::Text},      {"HIST_CNT", FieldType::Integer},
+    {"AGNCY_CD", FieldType::Text},         {"TRP_ID", FieldType::Text},
+    {"TRP_DIST_ID", FieldType::Text},      {"STATION_ID", FieldType::Text},
+    {"NTFY_IND", FieldType::Text},         {"LST_UPDT_TS", FieldType::Timestamp},
+    {"CUST_ID", FieldType::Text},          {"CUST_NM", FieldType::Text},
+    {"PRPRD_DT", FieldType::Date},         {"RFND_NBR", FieldType::Integer},
+    {"RFND_AMT", FieldType::Decimal},      {"STTS_CD", FieldType::Text},
 };
 
 // The refund columns are filled for refund requests only: the assignment that the system
@@ -52,17 +52,17 @@ constexpr char kStatusClosed[] = R"sql( AND A.ASGNMT_STTS_CD = 'C')sql";
 constexpr char kListOrder[] = R"sql( ORDER BY A.ASGNMT_DT DESC, A.ASGNMT_NBR DESC)sql";
 
 constexpr Column kHistoryColumns[] = {
-    {"ASGNMT_SBJCT_TXT", FieldType::Text},  {"OFCR_CRTR_ID", FieldType::Integer},
-    {"ASGNMT_NBR", FieldType::Integer},     {"OFCR_FRM_ID", FieldType::Integer},
-    {"OFCR_TO_ID", FieldType::Integer},     {"ASGNMT_TYP_CD", FieldType::Text},
-    {"FORM_NBR", FieldType::Text},          {"FORM_TYP_CD", FieldType::Text},
-    {"ASGNMT_STTS_CD", FieldType::Text},    {"AGNCY_CD", FieldType::Text},
-    {"STATION_ID", FieldType::Text},        {"LST_UPDT_TS", FieldType::Timestamp},
-    {"ACTION", FieldType::Text},            {"ASGNMT_DT", FieldType::Date},
-    {"EFCTV_DT", FieldType::Date},          {"DUE_DT", FieldType::Date},
-    {"EXPRTN_DT", FieldType::Date},         {"CLSE_DT", FieldType::Date},
-    {"ASGNMT_CMMT_TXT", FieldType::Text},   {"TRP_ID", FieldType::Text},
-    {"TRP_DIST_ID", FieldType::Text},       {"UPDT_BY_ID", FieldType::Integer},
+    {"ASGNMT_SBJCT_TXT", FieldType::Text}, {"OFCR_CRTR_ID", FieldType::Integer},
+    {"ASGNMT_NBR", FieldType::Integer},    {"OFCR_FRM_ID", FieldType::Integer},
+    {"OFCR_TO_ID", FieldType::Integer},    {"ASGNMT_TYP_CD", FieldType::Text},
+    {"FORM_NBR", FieldType::Text},         {"FORM_TYP_CD", FieldType::Text},
+    {"ASGNMT_STTS_CD", FieldType::Text},   {"AGNCY_CD", FieldType::Text},
+    {"STATION_ID", FieldType::Text},       {"LST_UPDT_TS", FieldType::Timestamp},
+    {"ACTION", FieldType::Text},           {"ASGNMT_DT", FieldType::Date},
+    {"EFCTV_DT", FieldType::Date},         {"DUE_DT", FieldType::Date},
+    {"EXPRTN_DT", FieldType::Date},        {"CLSE_DT", FieldType::Date},
+    {"ASGNMT_CMMT_TXT", FieldType::Text},  {"TRP_ID", FieldType::Text},
+    {"TRP_DIST_ID", FieldType::Text},      {"UPDT_BY_ID", FieldType::Integer},
 };
 
 constexpr char kHistorySelect[] = R"sql(
@@ -74,11 +74,11 @@ FROM ASGNMT_HIST WHERE ASGNMT_NBR = ?
 ORDER BY LST_UPDT_TS DESC, HIST_ID DESC)sql";
 constexpr char kAssignmentExists[] = R"sql(SELECT 1 FROM ASGNMT WHERE ASGNMT_NBR = ?)sql";
 
-QDate keyDate(const BrokerRequest &request, const char *key)
-{
+QDate keyDate(const BrokerRequest &request, const char *key) {
     const QString t = request.keyValue(QString::fromLatin1(key)).trimmed();
     if (t.isEmpty())
-        throw RequestError(QStringLiteral("The list query needs the key %1.").arg(QLatin1String(key)));
+        throw RequestError(
+            QStringLiteral("The list query needs the key %1.").arg(QLatin1String(key)));
     const QDate d = parseDateText(t);
     if (!d.isValid())
         throw RequestError(
@@ -86,8 +86,7 @@ QDate keyDate(const BrokerRequest &request, const char *key)
     return d;
 }
 
-qint64 keyOfficer(const QString &text, const char *key)
-{
+qint64 keyOfficer(const QString &text, const char *key) {
     bool ok = false;
     const qint64 id = text.trimmed().toLongLong(&ok);
     if (!ok || id <= 0)
@@ -96,8 +95,7 @@ qint64 keyOfficer(const QString &text, const char *key)
     return id;
 }
 
-BrokerReply history(HandlerContext &ctx, const BrokerRequest &request)
-{
+BrokerReply history(HandlerContext &ctx, const BrokerRequest &request) {
     const QString t = request.keyValue(u"ASGNMT_NBR").trimmed();
     bool ok = false;
     const qint64 number = t.toLongLong(&ok);
@@ -115,8 +113,7 @@ BrokerReply history(HandlerContext &ctx, const BrokerRequest &request)
 
 } // namespace
 
-QString listQueryText(ListQuery::Direction direction, ListQuery::Status status)
-{
+QString listQueryText(ListQuery::Direction direction, ListQuery::Status status) {
     QString sql = QLatin1String(kListSelect);
     sql += QLatin1String(direction == ListQuery::Received ? kWhereReceived : kWhereSent);
     if (status == ListQuery::Open)
@@ -127,13 +124,11 @@ QString listQueryText(ListQuery::Direction direction, ListQuery::Status status)
     return sql;
 }
 
-std::span<const Column> listColumns()
-{
+std::span<const Column> listColumns() {
     return kListColumns;
 }
 
-ListQuery ListQuery::fromRequest(const BrokerRequest &request)
-{
+ListQuery ListQuery::fromRequest(const BrokerRequest &request) {
     ListQuery q;
     q.from = keyDate(request, "ASGNMT_FRM_DT");
     q.to = keyDate(request, "ASGNMT_TO_DT");
@@ -162,15 +157,14 @@ ListQuery ListQuery::fromRequest(const BrokerRequest &request)
     return q;
 }
 
-BrokerReply handleQuery(HandlerContext &ctx, const BrokerRequest &request)
-{
+BrokerReply handleQuery(HandlerContext &ctx, const BrokerRequest &request) {
     if (request.keyValue(u"HISTORY").trimmed().compare(u"YES", Qt::CaseInsensitive) == 0)
         return history(ctx, request);
     const ListQuery q = ListQuery::fromRequest(request);
     if (!findOfficer(ctx.db, q.officer))
         throw RequestError(QStringLiteral("Officer %1 is not known.").arg(q.officer));
-    QSqlQuery &sql = ctx.db.run(listQueryText(q.direction, q.status),
-                                {q.officer, dbDate(q.from), dbDate(q.to)});
+    QSqlQuery &sql =
+        ctx.db.run(listQueryText(q.direction, q.status), {q.officer, dbDate(q.from), dbDate(q.to)});
     BrokerReply reply = BrokerReply::success(request);
     reply.recordSets.insert(QStringLiteral("ASSIGNMENT"),
                             readRecordSet(sql, QStringLiteral("ASSIGNMENT"), kListColumns));

@@ -18,15 +18,13 @@ constexpr char kSelectCode[] = R"sql(
 SELECT ADDL_INFO FROM ZTB_CODE
 WHERE REGION = ? AND CD_TBL_ID = ? AND CD_TBL_CD = ? AND EFCTV_DT <= ?
   AND (END_DT IS NULL OR END_DT >= ?))sql";
-constexpr char kSelectTroop[] =
-    R"sql(SELECT 1 FROM TROOP WHERE TRP_ID = ? AND TRP_DIST_ID = ?)sql";
+constexpr char kSelectTroop[] = R"sql(SELECT 1 FROM TROOP WHERE TRP_ID = ? AND TRP_DIST_ID = ?)sql";
 constexpr char kSelectCustomer[] = R"sql(SELECT 1 FROM CUSTOMER WHERE CUST_ID = ?)sql";
 constexpr char kBumpSequence[] =
     R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = NEXT_VAL + 1 WHERE SEQ_NM = ?)sql";
 constexpr char kReadSequence[] = R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = ?)sql";
 
-QDate toDate(const QVariant &v)
-{
+QDate toDate(const QVariant &v) {
     if (v.isNull())
         return {};
     if (v.typeId() == QMetaType::QDate)
@@ -35,10 +33,9 @@ QDate toDate(const QVariant &v)
 }
 
 std::optional<QVariant> codeRow(Database &db, const QString &region, const char *table,
-                                const QString &code, const QDate &on)
-{
-    QSqlQuery &q = db.run(QLatin1String(kSelectCode), {region, QLatin1String(table), code,
-                                                        dbDate(on), dbDate(on)});
+                                const QString &code, const QDate &on) {
+    QSqlQuery &q = db.run(QLatin1String(kSelectCode),
+                          {region, QLatin1String(table), code, dbDate(on), dbDate(on)});
     std::optional<QVariant> found;
     if (q.next())
         found = q.value(0);
@@ -48,8 +45,7 @@ std::optional<QVariant> codeRow(Database &db, const QString &region, const char 
 
 } // namespace
 
-std::optional<OfficerRow> findOfficer(Database &db, qint64 id)
-{
+std::optional<OfficerRow> findOfficer(Database &db, qint64 id) {
     QSqlQuery &q = db.run(QLatin1String(kSelectOfficer), {id});
     std::optional<OfficerRow> row;
     if (q.next())
@@ -59,15 +55,13 @@ std::optional<OfficerRow> findOfficer(Database &db, qint64 id)
     return row;
 }
 
-bool hasRight(Database &db, qint64 officer, const QString &name, char kind)
-{
+bool hasRight(Database &db, qint64 officer, const QString &name, char kind) {
     return !db.scalar(QLatin1String(kSelectRight), {officer, QString(QLatin1Char(kind)), name})
                 .isNull();
 }
 
 std::optional<AssignmentType> findAssignmentType(Database &db, const QString &region,
-                                                 const QString &code)
-{
+                                                 const QString &code) {
     QSqlQuery &q = db.run(QLatin1String(kSelectType), {region, code});
     std::optional<AssignmentType> t;
     if (q.next())
@@ -78,32 +72,27 @@ std::optional<AssignmentType> findAssignmentType(Database &db, const QString &re
     return t;
 }
 
-bool agencyExists(Database &db, const QString &region, const QString &code, const QDate &on)
-{
+bool agencyExists(Database &db, const QString &region, const QString &code, const QDate &on) {
     return codeRow(db, region, "AGENCY", code, on).has_value();
 }
 
-bool troopExists(Database &db, const QString &troop, const QString &district)
-{
+bool troopExists(Database &db, const QString &troop, const QString &district) {
     return !db.scalar(QLatin1String(kSelectTroop), {troop, district}).isNull();
 }
 
-bool customerExists(Database &db, const QString &customer)
-{
+bool customerExists(Database &db, const QString &customer) {
     return !db.scalar(QLatin1String(kSelectCustomer), {customer}).isNull();
 }
 
 std::optional<QString> referenceTypeForm(Database &db, const QString &region, const QString &code,
-                                         const QDate &on)
-{
+                                         const QDate &on) {
     const auto v = codeRow(db, region, "REFDOCTYP", code, on);
     if (!v)
         return std::nullopt;
     return v->toString();
 }
 
-qint64 nextNumber(Database &db, const char *sequence)
-{
+qint64 nextNumber(Database &db, const char *sequence) {
     const QString name = QLatin1String(sequence);
     QSqlQuery &bump = db.run(QLatin1String(kBumpSequence), {name});
     const int affected = bump.numRowsAffected();

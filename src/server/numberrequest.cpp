@@ -6,8 +6,7 @@
 
 namespace korva::server {
 
-BrokerReply handleNumber(HandlerContext &ctx, const BrokerRequest &request)
-{
+BrokerReply handleNumber(HandlerContext &ctx, const BrokerRequest &request) {
     const QString kind = request.keyValue(u"KIND").trimmed().toUpper();
     if (kind != u"U")
         throw RequestError(QStringLiteral("\"%1\" is not a kind of number the server issues "
@@ -16,8 +15,8 @@ BrokerReply handleNumber(HandlerContext &ctx, const BrokerRequest &request)
     Transaction tx(ctx.db);
     const qint64 number = nextNumber(ctx.db, "RFND_NBR");
     tx.commit();
-    auto rs = RecordSet::create(QStringLiteral("REQ"), {Field{QStringLiteral("U"),
-                                                              FieldType::Integer}});
+    auto rs =
+        RecordSet::create(QStringLiteral("REQ"), {Field{QStringLiteral("U"), FieldType::Integer}});
     rs->appendStorageRow({QVariant(number)});
     BrokerReply reply = BrokerReply::success(request);
     reply.recordSets.insert(QStringLiteral("REQ"), rs);

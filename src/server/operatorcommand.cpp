@@ -31,8 +31,7 @@ struct Options {
     QString error;
 };
 
-Options parse(const QStringList &args, const QSet<QString> &withValue, const QSet<QString> &flags)
-{
+Options parse(const QStringList &args, const QSet<QString> &withValue, const QSet<QString> &flags) {
     Options o;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString &a = args.at(i);
@@ -54,8 +53,7 @@ Options parse(const QStringList &args, const QSet<QString> &withValue, const QSe
     return o;
 }
 
-int usage(QTextStream &err, const QString &problem)
-{
+int usage(QTextStream &err, const QString &problem) {
     if (!problem.isEmpty())
         err << "korva-broker: " << problem << "\n";
     err << QLatin1String(kUsage);
@@ -63,18 +61,17 @@ int usage(QTextStream &err, const QString &problem)
     return 1;
 }
 
-int runRequest(const QStringList &args, QTextStream &out, QTextStream &err)
-{
-    const Options o = parse(args, {QStringLiteral("--db"), QStringLiteral("--officer"),
-                                   QStringLiteral("--region")},
-                            {});
+int runRequest(const QStringList &args, QTextStream &out, QTextStream &err) {
+    const Options o = parse(
+        args, {QStringLiteral("--db"), QStringLiteral("--officer"), QStringLiteral("--region")},
+        {});
     if (!o.error.isEmpty())
         return usage(err, o.error);
     if (!o.values.contains(QStringLiteral("--db")) || o.positional.size() != 1)
         return usage(err, QStringLiteral("run needs --db and one request file"));
     QFile file(o.positional.first());
     const bool opened = o.positional.first() == u"-" ? file.open(stdin, QIODevice::ReadOnly)
-                                                      : file.open(QIODevice::ReadOnly);
+                                                     : file.open(QIODevice::ReadOnly);
     if (!opened)
         return usage(err, QStringLiteral("cannot read %1").arg(o.positional.first()));
     QJsonParseError parseError;
@@ -104,11 +101,10 @@ int runRequest(const QStringList &args, QTextStream &out, QTextStream &err)
     return reply.error.isEmpty() ? 0 : 2;
 }
 
-int runDemo(const QStringList &args, QTextStream &out, QTextStream &err)
-{
-    const Options o = parse(args, {QStringLiteral("--db"), QStringLiteral("--size"),
-                                   QStringLiteral("--seed")},
-                            {QStringLiteral("--force")});
+int runDemo(const QStringList &args, QTextStream &out, QTextStream &err) {
+    const Options o =
+        parse(args, {QStringLiteral("--db"), QStringLiteral("--size"), QStringLiteral("--seed")},
+              {QStringLiteral("--force")});
     if (!o.error.isEmpty())
         return usage(err, o.error);
     if (!o.values.contains(QStringLiteral("--db")) || !o.positional.isEmpty())
@@ -126,17 +122,17 @@ int runDemo(const QStringList &args, QTextStream &out, QTextStream &err)
     QElapsedTimer timer;
     timer.start();
     try {
-        const DemoSummary s = generateDemo(
-            ServerSettings(o.values.value(QStringLiteral("--db"))), options,
-            [&err, &timer](const QString &stage, qint64 done, qint64 total) {
-                err << QStringLiteral("%1: %2/%3 (%4 s)")
-                           .arg(stage)
-                           .arg(done)
-                           .arg(total)
-                           .arg(double(timer.elapsed()) / 1000.0, 0, 'f', 1)
-                    << "\n";
-                err.flush();
-            });
+        const DemoSummary s =
+            generateDemo(ServerSettings(o.values.value(QStringLiteral("--db"))), options,
+                         [&err, &timer](const QString &stage, qint64 done, qint64 total) {
+                             err << QStringLiteral("%1: %2/%3 (%4 s)")
+                                        .arg(stage)
+                                        .arg(done)
+                                        .arg(total)
+                                        .arg(double(timer.elapsed()) / 1000.0, 0, 'f', 1)
+                                 << "\n";
+                             err.flush();
+                         });
         out << QStringLiteral("demo database ready in %1 s: %2 officers, %3 customers, %4 forms, "
                               "%5 assignments, %6 history rows, %7 refunds\n")
                    .arg(double(timer.elapsed()) / 1000.0, 0, 'f', 1)
@@ -163,8 +159,7 @@ int runDemo(const QStringList &args, QTextStream &out, QTextStream &err)
 
 } // namespace
 
-int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err)
-{
+int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err) {
     if (arguments.isEmpty())
         return usage(err, QString());
     const QString command = arguments.first();

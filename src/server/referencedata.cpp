@@ -10,9 +10,9 @@ namespace korva::server {
 namespace {
 
 constexpr Column kOfficerColumns[] = {
-    {"INSP_ID", FieldType::Integer},     {"INSP_NME_LST", FieldType::Text},
-    {"INSP_NME_FRST", FieldType::Text},  {"INSP_NME_MDL_INT", FieldType::Text},
-    {"REGION", FieldType::Text},         {"EFCTV_DT", FieldType::Date},
+    {"INSP_ID", FieldType::Integer},    {"INSP_NME_LST", FieldType::Text},
+    {"INSP_NME_FRST", FieldType::Text}, {"INSP_NME_MDL_INT", FieldType::Text},
+    {"REGION", FieldType::Text},        {"EFCTV_DT", FieldType::Date},
     {"END_DT", FieldType::Date},
 };
 constexpr char kSelectOfficers[] = R"sql(
@@ -23,15 +23,13 @@ constexpr Column kRightColumns[] = {{"NAME", FieldType::Text}, {"KIND", FieldTyp
 constexpr char kSelectRights[] =
     R"sql(SELECT NAME, KIND FROM USR_RGHT WHERE INSP_ID = ? ORDER BY KIND, NAME)sql";
 
-constexpr Column kTroopColumns[] = {{"TRP_ID", FieldType::Text},
-                                    {"TRP_DIST_ID", FieldType::Text}};
+constexpr Column kTroopColumns[] = {{"TRP_ID", FieldType::Text}, {"TRP_DIST_ID", FieldType::Text}};
 constexpr char kSelectTroops[] =
     R"sql(SELECT TRP_ID, TRP_DIST_ID FROM TROOP ORDER BY TRP_ID, TRP_DIST_ID)sql";
 
 constexpr Column kCodeColumns[] = {
-    {"REGION", FieldType::Text},     {"CD_TBL_ID", FieldType::Text},
-    {"CD_TBL_CD", FieldType::Text},  {"CD_TBL_DES", FieldType::Text},
-    {"ADDL_INFO", FieldType::Text},  {"EFCTV_DT", FieldType::Date},
+    {"REGION", FieldType::Text},     {"CD_TBL_ID", FieldType::Text}, {"CD_TBL_CD", FieldType::Text},
+    {"CD_TBL_DES", FieldType::Text}, {"ADDL_INFO", FieldType::Text}, {"EFCTV_DT", FieldType::Date},
     {"END_DT", FieldType::Date},
 };
 constexpr char kSelectCodes[] = R"sql(
@@ -39,9 +37,9 @@ SELECT REGION, CD_TBL_ID, CD_TBL_CD, CD_TBL_DES, ADDL_INFO, EFCTV_DT, END_DT
 FROM ZTB_CODE WHERE REGION = ? ORDER BY CD_TBL_ID, CD_TBL_CD, EFCTV_DT)sql";
 
 constexpr Column kTypeColumns[] = {
-    {"REGION", FieldType::Text},          {"ASGNMT_CD", FieldType::Text},
-    {"ASGNMT_DES", FieldType::Text},      {"CRTR_CLS_IND", FieldType::Text},
-    {"DUE_DY_CNT", FieldType::Text},      {"EXPRTN_DY_CNT", FieldType::Text},
+    {"REGION", FieldType::Text},           {"ASGNMT_CD", FieldType::Text},
+    {"ASGNMT_DES", FieldType::Text},       {"CRTR_CLS_IND", FieldType::Text},
+    {"DUE_DY_CNT", FieldType::Text},       {"EXPRTN_DY_CNT", FieldType::Text},
     {"RSN_FOR_CHNG_TXT", FieldType::Text}, {"SYS_IND", FieldType::Text},
 };
 constexpr char kSelectTypes[] = R"sql(
@@ -56,16 +54,14 @@ constexpr char kSelectTemplates[] =
     R"sql(SELECT TMPLT_ID, TMPLT_NM, TMPLT_PATH FROM PRNT_TMPLT ORDER BY TMPLT_ID)sql";
 
 void add(BrokerReply &reply, Database &db, const char *name, const char *sql,
-         std::span<const Column> columns, std::initializer_list<QVariant> values = {})
-{
+         std::span<const Column> columns, std::initializer_list<QVariant> values = {}) {
     const QString n = QLatin1String(name);
     reply.recordSets.insert(n, readRecordSet(db.run(QLatin1String(sql), values), n, columns));
 }
 
 } // namespace
 
-BrokerReply handleReferenceData(HandlerContext &ctx, const BrokerRequest &request)
-{
+BrokerReply handleReferenceData(HandlerContext &ctx, const BrokerRequest &request) {
     BrokerReply reply = BrokerReply::success(request);
     add(reply, ctx.db, "OFFICER", kSelectOfficers, kOfficerColumns);
     add(reply, ctx.db, "USERRIGHT", kSelectRights, kRightColumns, {ctx.session.officerId});

@@ -8,8 +8,7 @@ namespace korva::server {
 
 namespace {
 
-int digits(const QChar *p, int n)
-{
+int digits(const QChar *p, int n) {
     int v = 0;
     for (int i = 0; i < n; ++i) {
         const char16_t c = p[i].unicode();
@@ -22,8 +21,7 @@ int digits(const QChar *p, int n)
 
 // SQLite hands dates back as the ISO text they were stored as; reading that directly keeps
 // the conversion from costing more than the fetch itself on large lists.
-QDate isoDate(const QString &t)
-{
+QDate isoDate(const QString &t) {
     if (t.size() >= 10 && t.at(4) == u'-' && t.at(7) == u'-') {
         const QChar *p = t.constData();
         const int y = digits(p, 4), m = digits(p + 5, 2), d = digits(p + 8, 2);
@@ -36,8 +34,7 @@ QDate isoDate(const QString &t)
     return parseDateText(t);
 }
 
-QDateTime isoTimestamp(const QString &t)
-{
+QDateTime isoTimestamp(const QString &t) {
     if (t.size() >= 19 && (t.at(10) == u' ' || t.at(10) == u'T') && t.at(13) == u':' &&
         t.at(16) == u':') {
         const QDate date = isoDate(t);
@@ -57,8 +54,7 @@ QDateTime isoTimestamp(const QString &t)
 
 } // namespace
 
-QList<Field> fieldsOf(std::span<const Column> columns)
-{
+QList<Field> fieldsOf(std::span<const Column> columns) {
     QList<Field> fields;
     fields.reserve(qsizetype(columns.size()));
     for (const Column &c : columns)
@@ -66,8 +62,7 @@ QList<Field> fieldsOf(std::span<const Column> columns)
     return fields;
 }
 
-QVariant fromDb(const QVariant &value, FieldType type)
-{
+QVariant fromDb(const QVariant &value, FieldType type) {
     if (value.isNull())
         return {};
     switch (type) {
@@ -98,8 +93,7 @@ QVariant fromDb(const QVariant &value, FieldType type)
     return value;
 }
 
-void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns)
-{
+void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns) {
     const int n = int(columns.size());
     while (query.next()) {
         QList<QVariant> row;
@@ -111,8 +105,7 @@ void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns
     query.finish();
 }
 
-RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns)
-{
+RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns) {
     auto rs = RecordSet::create(name, fieldsOf(columns));
     appendRows(query, *rs, columns);
     return rs;

@@ -6,8 +6,7 @@
 
 namespace korva::server {
 
-ConnectionSpec ConnectionSpec::parse(const QString &text)
-{
+ConnectionSpec ConnectionSpec::parse(const QString &text) {
     const QString t = text.trimmed();
     if (t.isEmpty())
         throw RequestError(QStringLiteral("No database connection is configured."));
@@ -39,8 +38,7 @@ ConnectionSpec ConnectionSpec::parse(const QString &text)
     return spec;
 }
 
-QString ConnectionSpec::display() const
-{
+QString ConnectionSpec::display() const {
     if (dialect == Dialect::Sqlite)
         return QStringLiteral("sqlite:") + path;
     return QStringLiteral("postgres://%1@%2:%3/%4").arg(user, host).arg(port).arg(database);

@@ -19,7 +19,7 @@ struct ConnectionSpec {
     QString database;
 
     static ConnectionSpec parse(const QString &text); // throws RequestError when malformed
-    QString display() const; // without the password, for messages
+    QString display() const;                          // without the password, for messages
 };
 
 struct ServerSettings {
@@ -32,9 +32,7 @@ struct ServerSettings {
 
     ServerSettings() = default;
     explicit ServerSettings(QString conn)
-        : connection(std::move(conn))
-    {
-    }
+        : connection(std::move(conn)) {}
 };
 
 } // namespace korva::server
