@@ -65,23 +65,26 @@ void grabWhenListed(ShellWindow *window, const QString &file) {
     timer->start(200);
 }
 
+// The reason goes to the log as well: a box alone is lost when nobody watches the screen.
+int refuse(ShellSession &session, int exitCode) {
+    std::fprintf(stderr, "korva: %s\n", qPrintable(session.errorText()));
+    session.messageBoxes().msgBox(session.errorText(), MsgStyle::Critical,
+                                  ShellSession::applicationTitle());
+    return exitCode;
+}
+
 } // namespace
 
 int startShell(ShellSession &session, std::unique_ptr<ShellWindow> &window) {
-    const QString title = ShellSession::applicationTitle();
     DemoProgressWindow progress;
     session.setDemoProgress([&progress](const QString &stage, qint64 done, qint64 total) {
         progress.update(stage, done, total);
     });
-    if (!session.prepareDatabase()) {
-        session.messageBoxes().msgBox(session.errorText(), MsgStyle::Critical, title);
-        return ExitCode::NoDatabase;
-    }
+    if (!session.prepareDatabase())
+        return refuse(session, ExitCode::NoDatabase);
     session.setDemoProgress({});
-    if (!session.signOn()) {
-        session.messageBoxes().msgBox(session.errorText(), MsgStyle::Critical, title);
-        return ExitCode::SignOnFailed;
-    }
+    if (!session.signOn())
+        return refuse(session, ExitCode::SignOnFailed);
     window = session.openWindow();
     window->show();
     if (session.createdDemo())

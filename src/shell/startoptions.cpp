@@ -64,6 +64,14 @@ StartCommandLine::StartCommandLine()
         {m_officer, m_database, m_demo, m_demoSize, m_timeout, m_screenshot, m_help, m_version});
 }
 
+QString StartCommandLine::helpText() const {
+    // The command line is read before the application object exists, so the parser does not
+    // know the program's name yet.
+    QString text = m_parser.helpText();
+    text.replace(QStringLiteral("<executable_name>"), QStringLiteral("korva"));
+    return text;
+}
+
 bool StartCommandLine::fail(const QString &text) {
     m_error = text;
     return false;

@@ -35,7 +35,7 @@ public:
     const QString &errorText() const { return m_error; }
     bool helpRequested() const;
     bool versionRequested() const;
-    QString helpText() const { return m_parser.helpText(); }
+    QString helpText() const;
 
 private:
     bool fail(const QString &text);

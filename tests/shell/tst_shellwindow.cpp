@@ -10,6 +10,7 @@
 
 #include <QAction>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QStatusBar>
 #include <QTabWidget>
@@ -130,6 +131,14 @@ private slots:
         QVERIFY(comment);
         QTest::keyClicks(comment, QStringLiteral("Call the customer"));
 
+        // Yes with an entry that cannot be saved: the document tells why and stays.
+        m_boxes->answer(MsgAnswer::Yes);
+        QVERIFY(!s.window->close());
+        QVERIFY(s.window->isVisible());
+        QCOMPARE(m_boxes->shown.size(), 2);
+        QCOMPARE(m_boxes->shown.last().style, MsgStyle::Critical);
+        m_boxes->shown.clear();
+
         m_boxes->answer(MsgAnswer::Cancel);
         QVERIFY(!s.window->close());
         QVERIFY(s.window->isVisible());
@@ -146,6 +155,38 @@ private slots:
         QVERIFY(s.window->close());
         QVERIFY(!s.window->document());
         QCOMPARE(m_boxes->shown.size(), 2);
+    }
+
+    void yesSavesThroughTheBrokerBeforeTheWindowCloses() {
+        Started s = startListed();
+        QAction *save = s.window->toolbarAction(ToolbarButton::Save);
+        auto *officer = s.window->findChild<QLineEdit *>(QStringLiteral("txtBox(1)"));
+        auto *comment = s.window->findChild<QPlainTextEdit *>(QStringLiteral("txtBox(3)"));
+        QVERIFY(officer && comment);
+        s.window->document()->tabTab->setCurrentIndex(1);
+        QTest::keyClicks(comment, QStringLiteral("Saved on the way out"));
+        QTest::keyClicks(officer, QStringLiteral("1002"));
+        QTRY_VERIFY(save->isEnabled()); // the document found the entry acceptable
+
+        m_boxes->answer(MsgAnswer::Yes);
+        QVERIFY(s.window->close());
+        QVERIFY(!s.window->document());
+        QCOMPARE(m_boxes->shown.size(), 1);
+
+        // The addressee finds it in their list.
+        s.window.reset();
+        s.session.reset();
+        Started addressee = start(1002);
+        QCOMPARE(addressee.exitCode, ExitCode::Ok);
+        auto hasIt = [&] {
+            for (int row = 0; row < grid(addressee)->rowCount(); ++row) {
+                if (grid(addressee)->text(row, QStringLiteral("ASGNMT_CMMT_TXT")) ==
+                    u"Saved on the way out")
+                    return true;
+            }
+            return false;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(hasIt(), kListWaitMs);
     }
 
     void documentCallsDriveTheToolbar() {
