@@ -68,8 +68,10 @@ void grabWhenListed(ShellWindow *window, const QString &file) {
 // The reason goes to the log as well: a box alone is lost when nobody watches the screen.
 int refuse(ShellSession &session, int exitCode) {
     std::fprintf(stderr, "korva: %s\n", qPrintable(session.errorText()));
-    session.messageBoxes().msgBox(session.errorText(), MsgStyle::Critical,
-                                  ShellSession::applicationTitle());
+    // A picture run is unattended: a box would wait for nobody.
+    if (session.options().screenshot.isEmpty())
+        session.messageBoxes().msgBox(session.errorText(), MsgStyle::Critical,
+                                      ShellSession::applicationTitle());
     return exitCode;
 }
 

@@ -107,6 +107,10 @@ private slots:
         QVERIFY(platform().lookups->officer(1002).has_value());
         QVERIFY(m_boxes->shown.isEmpty());
         QVERIFY(!s.window->toolbarAction(ToolbarButton::Save)->isEnabled());
+
+        s.window->toolbarAction(ToolbarButton::New)->trigger();
+        QCOMPARE(s.window->document()->tabTab->currentIndex(), 1);
+        QVERIFY(m_boxes->shown.isEmpty()); // nothing entered, nothing to ask
     }
 
     void untouchedEntryClosesWithoutAQuestion() {
