@@ -90,12 +90,12 @@ void AssignmentEntryTab::createControls() {
     adoOfficers->setObjectName(QStringLiteral("adoOfficers"));
     grdOfficers = new DataGrid(this);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
-    grdOfficers->addColumn(QStringLiteral("INSP_ID"), QStringLiteral("Officer #"),
-                           QStringLiteral("INSP_ID"));
-    grdOfficers->addColumn(QStringLiteral("NAME"), QStringLiteral("Name"));
+    // The name parts feed the NAME column; the name comes last so that it takes the width.
     for (const char *part : {"INSP_NME_LST", "INSP_NME_FRST", "INSP_NME_MDL_INT"})
         grdOfficers->addColumn(QLatin1String(part), QLatin1String(part), QLatin1String(part),
                                false);
+    grdOfficers->addColumn(QStringLiteral("INSP_ID"), tr("Officer #"), QStringLiteral("INSP_ID"));
+    grdOfficers->addColumn(QStringLiteral("NAME"), tr("Name"));
     grdOfficers->setDataControl(adoOfficers);
 }
 
@@ -107,7 +107,7 @@ void AssignmentEntryTab::setCaptionsAndLimits() {
     cmdButton[7]->setText(tr("Select O&fficers..."));
     cmdButton[8]->setText(tr("C&lear Officers"));
     cmdButton[9]->setText(tr("&Copy"));
-    cmdButton[10]->setText(tr("&Paste"));
+    cmdButton[10]->setText(tr("P&aste"));
     cmdButton[11]->setText(tr("&Spell Check"));
     cmdButton[6]->setToolTip(tr("Look up the reference account number among the customer's forms"));
     cmdButton[7]->setToolTip(tr("Assign to several officers at once"));
@@ -132,6 +132,7 @@ void AssignmentEntryTab::setCaptionsAndLimits() {
     grdOfficers->verticalHeader()->hide();
     grdOfficers->horizontalHeader()->setStretchLastSection(true);
     grdOfficers->setMinimumHeight(90);
+    grdOfficers->setColumnWidth(grdOfficers->columnIndex(QStringLiteral("INSP_ID")), 80);
 
     const QString dateTip = tr("Dates cannot be earlier than today");
     for (int i = 2; i <= 4; ++i)
@@ -144,7 +145,7 @@ void AssignmentEntryTab::layoutControls() {
     auto *a = new QGridLayout(assignment);
     a->addWidget(buddyLabel(tr("T&ype:"), cboFTBox[0], assignment), 0, 0);
     a->addWidget(cboFTBox[0], 0, 1);
-    a->addWidget(buddyLabel(tr("S&ubject:"), txtBox[4], assignment), 1, 0);
+    a->addWidget(buddyLabel(tr("Su&bject:"), txtBox[4], assignment), 1, 0);
     a->addWidget(txtBox[4], 1, 1);
     a->setColumnStretch(1, 1);
 
@@ -173,18 +174,16 @@ void AssignmentEntryTab::layoutControls() {
     auto *t = new QGridLayout(assignTo);
     t->addWidget(optButton[7], 0, 0);
     t->addWidget(txtBox[1], 0, 1);
-    auto *officerButtons = new QVBoxLayout;
+    t->addWidget(grdOfficers, 1, 1);
+    auto *officerButtons = new QHBoxLayout;
+    officerButtons->addStretch(1);
     officerButtons->addWidget(cmdButton[7]);
     officerButtons->addWidget(cmdButton[8]);
-    officerButtons->addStretch(1);
-    auto *officers = new QHBoxLayout;
-    officers->addWidget(grdOfficers, 1);
-    officers->addLayout(officerButtons);
-    t->addLayout(officers, 1, 1);
-    t->addWidget(optButton[8], 2, 0);
-    t->addWidget(cboFTBox[2], 2, 1);
-    t->addWidget(optButton[9], 3, 0);
-    t->addWidget(txtBox[2], 3, 1);
+    t->addLayout(officerButtons, 2, 1);
+    t->addWidget(optButton[8], 3, 0);
+    t->addWidget(cboFTBox[2], 3, 1);
+    t->addWidget(optButton[9], 4, 0);
+    t->addWidget(txtBox[2], 4, 1);
     t->setColumnStretch(1, 1);
     t->setRowStretch(1, 1);
 
@@ -207,8 +206,8 @@ void AssignmentEntryTab::layoutControls() {
     top->addLayout(left, 1);
     top->addWidget(assignTo, 1);
     auto *page = new QVBoxLayout(this);
-    page->addLayout(top);
-    page->addWidget(comment, 1);
+    page->addLayout(top, 3);
+    page->addWidget(comment, 2);
 }
 
 void AssignmentEntryTab::connectHandlers() {
