@@ -16,6 +16,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
@@ -58,7 +59,12 @@ AssignmentEntryTab::AssignmentEntryTab(QWidget *parent)
     connectHandlers();
 }
 
-AssignmentEntryTab::~AssignmentEntryTab() = default;
+AssignmentEntryTab::~AssignmentEntryTab() {
+    // A context menu still open outlives this part of the object; it must not call back.
+    const QList<QMenu *> menus = findChildren<QMenu *>();
+    for (QMenu *menu : menus)
+        disconnect(menu, nullptr, this, nullptr);
+}
 
 void AssignmentEntryTab::createControls() {
     for (int i = 0; i < 3; ++i) {

@@ -95,6 +95,7 @@ private:
     // Text boxes (assignmententrytab_input.cpp).
     int textBoxIndex(const QObject *object) const; // -1 when not a text box of this tab
     int comboIndex(const QObject *object) const;
+    void showContextMenu(int index, const QPoint &globalPos);
     void txtBox_MouseDown(int index, Qt::MouseButton button);
     void txtBox_MouseUp(int index);
     void txtBox_KeyDown(int index, int keyCode, int shift);

@@ -8,9 +8,11 @@
 #include "platform/numbers.h"
 #include "platform/platform.h"
 
+#include <QContextMenuEvent>
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMouseEvent>
 
 #include <cmath>
@@ -103,6 +105,9 @@ bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event) {
             if (leftTheControl(event))
                 txtBox_LostFocus(box);
             break;
+        case QEvent::ContextMenu:
+            showContextMenu(box, static_cast<QContextMenuEvent *>(event)->globalPos());
+            return true;
         default:
             break;
         }
@@ -113,6 +118,16 @@ bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event) {
         cboFTBox_LostFocus(combo);
     }
     return QWidget::eventFilter(watched, event);
+}
+
+// The box's own menu, but the release of the right button goes to the menu, not the box:
+// the mouse-up that ends a right-button paste is taken from the menu's end instead, after
+// any paste chosen in it.
+void AssignmentEntryTab::showContextMenu(int index, const QPoint &globalPos) {
+    QMenu *menu = txtBox[index]->createStandardContextMenu();
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    connect(menu, &QObject::destroyed, this, [this, index] { txtBox_MouseUp(index); });
+    menu->popup(globalPos);
 }
 
 void AssignmentEntryTab::txtBox_MouseDown(int index, Qt::MouseButton button) {
@@ -197,14 +212,14 @@ void AssignmentEntryTab::txtBox_LostFocus(int index) {
     guard(u"KORVA_AssignMaint.txtBox_LostFocus", [&] {
         if (index == 0) {
             const QString number = txtBox[0]->text().trimmed();
-            if (number.isEmpty() || number.contains(u'-') || number.size() > 7 ||
-                !IsNumeric(number))
-                return;
-            const QString padded = number.rightJustified(7, u'0');
-            const QString digits =
-                QString::number(std::llround(numericValue(padded))).rightJustified(7, u'0');
-            const int check = CitationCheckDigit(digits);
-            txtBox[0]->setText(digits + u'-' + QString::number(check));
+            if (!number.isEmpty() && !number.contains(u'-') && number.size() <= 7 &&
+                IsNumeric(number)) {
+                const QString padded = number.rightJustified(7, u'0');
+                const QString digits =
+                    QString::number(std::llround(numericValue(padded))).rightJustified(7, u'0');
+                const int check = CitationCheckDigit(digits);
+                txtBox[0]->setText(digits + u'-' + QString::number(check));
+            }
         } else if (index == 1) {
             platform().marks->ClearFieldError(txtBox[1]);
             const QString officer = txtBox[1]->text().trimmed();
@@ -217,8 +232,10 @@ void AssignmentEntryTab::txtBox_LostFocus(int index) {
                     platform().marks->MarkFieldError(txtBox[1]);
                 }
             }
-            CheckEdits();
+        } else {
+            return;
         }
+        CheckEdits();
     });
 }
 

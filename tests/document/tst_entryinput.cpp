@@ -117,6 +117,25 @@ private slots:
         QCOMPARE(f.beeps(), 2);
     }
 
+    void dismissedContextMenuEndsTheGuard() {
+        EntryFixture f;
+        QVERIFY(f.combo(1)->selectCode(QStringLiteral("CIT")));
+        f.box(0)->setFocus();
+        // The window system gives the button's release to the menu, not to the box.
+        const QPoint at = f.box(0)->rect().center();
+        QTest::mousePress(f.box(0), Qt::RightButton, {}, at);
+        QContextMenuEvent request(QContextMenuEvent::Mouse, at, f.box(0)->mapToGlobal(at));
+        QApplication::sendEvent(f.box(0), &request);
+        QWidget *menu = QApplication::activePopupWidget();
+        QVERIFY(menu);
+        menu->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        // Typing a citation is not judged as a paste on the way.
+        f.type(0, QStringLiteral("1234567-4"));
+        QCOMPARE(f.box(0)->text(), QStringLiteral("1234567-4"));
+        QCOMPARE(f.beeps(), 0);
+    }
+
     void shiftInsertIsGuardedButCtrlVIsNot() {
         EntryFixture f;
         f.type(1, QStringLiteral("7"));
