@@ -84,6 +84,9 @@ private:
     bool m_done = false;
 };
 
+// The read settings every SQLite connection of the back end gets.
+QStringList sqliteReadPragmas();
+
 // Dates and timestamps travel to both databases as ISO texts: SQLite keeps them as text that
 // sorts by time, PostgreSQL casts them to its own types.
 QVariant dbDate(const class QDate &date);

@@ -412,11 +412,9 @@ private:
                     troop = latin(m_rng.pick(kTroops));
                     district = m_rng.below(3) == 0 ? QVariant() : QVariant(latin("2"));
                 } else {
-                    // Even share for everybody, the heavy officer's every-20th aside.
-                    qint64 o = randomOfficer();
-                    if (o == DemoOfficer::Heavy)
-                        o = DemoOfficer::Typical;
-                    toOfficer = o;
+                    // An even share for everybody but the heavy officer, who has his
+                    // every-20th already.
+                    toOfficer = otherOfficer(DemoOfficer::Heavy);
                 }
             }
             const int type = demo && i % 6 == 5 ? kRefundType : pickType();

@@ -2,11 +2,18 @@
 
 #include <platform/datetext.h>
 
+#include <QHash>
+
 #include <cmath>
+#include <limits>
 
 namespace korva::server {
 
 namespace {
+
+constexpr qint64 kUnixEpochJulianDay = 2440588;
+constexpr qint64 kMsecsPerDay = 86400000;
+constexpr int kMixedOffset = std::numeric_limits<int>::min();
 
 int digits(const QChar *p, int n) {
     int v = 0;
@@ -19,38 +26,106 @@ int digits(const QChar *p, int n) {
     return v;
 }
 
-// SQLite hands dates back as the ISO text they were stored as; reading that directly keeps
-// the conversion from costing more than the fetch itself on large lists.
-QDate isoDate(const QString &t) {
-    if (t.size() >= 10 && t.at(4) == u'-' && t.at(7) == u'-') {
-        const QChar *p = t.constData();
-        const int y = digits(p, 4), m = digits(p + 5, 2), d = digits(p + 8, 2);
-        if (y >= 0 && m >= 0 && d >= 0) {
-            const QDate date(y, m, d);
-            if (date.isValid())
-                return date;
-        }
+// The local zone's offset on a day, or kMixedOffset on a day whose offset changes. Qt asks
+// the C library for the offset of every local time it builds, and the library reads the zone
+// file each time; one answer per day serves every row of that day.
+int localOffset(const QDate &date) {
+    thread_local QHash<qint64, int> offsets;
+    const qint64 day = date.toJulianDay();
+    auto it = offsets.constFind(day);
+    if (it == offsets.cend()) {
+        const int start = QDateTime(date, QTime(0, 0)).offsetFromUtc();
+        const int end = QDateTime(date, QTime(23, 59, 59, 999)).offsetFromUtc();
+        if (offsets.size() > 100000)
+            offsets.clear();
+        it = offsets.insert(day, start == end ? start : kMixedOffset);
     }
-    return parseDateText(t);
+    return *it;
 }
 
-QDateTime isoTimestamp(const QString &t) {
-    if (t.size() >= 19 && (t.at(10) == u' ' || t.at(10) == u'T') && t.at(13) == u':' &&
-        t.at(16) == u':') {
-        const QDate date = isoDate(t);
-        const QChar *p = t.constData();
-        const int h = digits(p + 11, 2), mi = digits(p + 14, 2), s = digits(p + 17, 2);
-        int ms = 0;
-        if (t.size() >= 23 && t.at(19) == u'.')
-            ms = digits(p + 20, 3);
-        if (date.isValid() && h >= 0 && mi >= 0 && s >= 0 && ms >= 0) {
-            const QTime time(h, mi, s, ms);
-            if (time.isValid())
-                return QDateTime(date, time);
+// Turns one fetch's cells into the record set's own forms. SQLite hands dates and timestamps
+// back as the ISO texts they were stored as; a list of thousands of rows has a few hundred
+// distinct days, so each day is built once per fetch and shared by its rows.
+class CellReader {
+public:
+    QVariant read(QVariant &&v, FieldType type) {
+        if (v.isNull())
+            return {};
+        switch (type) {
+        case FieldType::Text:
+            return v.typeId() == QMetaType::QString ? std::move(v) : QVariant(v.toString());
+        case FieldType::Integer:
+            return v.typeId() == QMetaType::LongLong ? std::move(v) : QVariant(v.toLongLong());
+        case FieldType::Decimal:
+            // Amounts keep two places whatever the store made of them.
+            return std::round(v.toDouble() * 100.0) / 100.0;
+        case FieldType::Date:
+            return date(v);
+        case FieldType::Timestamp:
+            return timestamp(v);
         }
+        return std::move(v);
     }
-    return parseDateTimeText(t);
-}
+
+private:
+    const QVariant *isoDay(const QString &t) {
+        if (t.size() < 10 || t.at(4) != u'-' || t.at(7) != u'-')
+            return nullptr;
+        const QChar *p = t.constData();
+        const int y = digits(p, 4), m = digits(p + 5, 2), d = digits(p + 8, 2);
+        if (y < 0 || m < 0 || d < 0)
+            return nullptr;
+        const int key = y * 10000 + m * 100 + d;
+        auto it = m_days.constFind(key);
+        if (it == m_days.cend()) {
+            const QDate date(y, m, d);
+            if (!date.isValid())
+                return nullptr;
+            it = m_days.insert(key, QVariant(date));
+        }
+        return &*it;
+    }
+
+    QVariant date(const QVariant &v) {
+        if (v.typeId() == QMetaType::QDate)
+            return v;
+        if (v.typeId() == QMetaType::QDateTime)
+            return v.toDateTime().date();
+        const QString t = v.toString();
+        if (const QVariant *day = isoDay(t))
+            return *day;
+        const QDate d = parseDateText(t);
+        return d.isValid() ? QVariant(d) : QVariant();
+    }
+
+    QVariant timestamp(const QVariant &v) {
+        if (v.typeId() == QMetaType::QDateTime)
+            return v;
+        const QString t = v.toString();
+        if (t.size() >= 19 && (t.at(10) == u' ' || t.at(10) == u'T') && t.at(13) == u':' &&
+            t.at(16) == u':') {
+            const QChar *p = t.constData();
+            const int h = digits(p + 11, 2), mi = digits(p + 14, 2), s = digits(p + 17, 2);
+            const int ms = t.size() >= 23 && t.at(19) == u'.' ? digits(p + 20, 3) : 0;
+            const QVariant *day = isoDay(t);
+            if (day && h >= 0 && h < 24 && mi >= 0 && mi < 60 && s >= 0 && s < 60 && ms >= 0) {
+                const QDate date = day->toDate();
+                const int offset = localOffset(date);
+                if (offset == kMixedOffset)
+                    return QDateTime(date, QTime(h, mi, s, ms));
+                const qint64 msecs = (date.toJulianDay() - kUnixEpochJulianDay) * kMsecsPerDay +
+                                     ((h * 60 + mi) * 60 + s) * 1000 + ms - qint64(offset) * 1000;
+                return offset == 0
+                           ? QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC)
+                           : QDateTime::fromMSecsSinceEpoch(msecs, Qt::OffsetFromUTC, offset);
+            }
+        }
+        const QDateTime ts = parseDateTimeText(t);
+        return ts.isValid() ? QVariant(ts) : QVariant();
+    }
+
+    QHash<int, QVariant> m_days; // by yyyymmdd
+};
 
 } // namespace
 
@@ -63,43 +138,17 @@ QList<Field> fieldsOf(std::span<const Column> columns) {
 }
 
 QVariant fromDb(const QVariant &value, FieldType type) {
-    if (value.isNull())
-        return {};
-    switch (type) {
-    case FieldType::Text:
-        return value.typeId() == QMetaType::QString ? value : QVariant(value.toString());
-    case FieldType::Integer:
-        return value.typeId() == QMetaType::LongLong ? value : QVariant(value.toLongLong());
-    case FieldType::Decimal:
-        // Amounts keep two places whatever the store made of them.
-        return std::round(value.toDouble() * 100.0) / 100.0;
-    case FieldType::Date:
-        if (value.typeId() == QMetaType::QDate)
-            return value;
-        if (value.typeId() == QMetaType::QDateTime)
-            return value.toDateTime().date();
-        {
-            const QDate d = isoDate(value.toString());
-            return d.isValid() ? QVariant(d) : QVariant();
-        }
-    case FieldType::Timestamp:
-        if (value.typeId() == QMetaType::QDateTime)
-            return value;
-        {
-            const QDateTime ts = isoTimestamp(value.toString());
-            return ts.isValid() ? QVariant(ts) : QVariant();
-        }
-    }
-    return value;
+    return CellReader().read(QVariant(value), type);
 }
 
 void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns) {
+    CellReader reader;
     const int n = int(columns.size());
     while (query.next()) {
-        QList<QVariant> row;
-        row.reserve(n);
+        QList<QVariant> row(n);
+        QVariant *cell = row.data();
         for (int i = 0; i < n; ++i)
-            row.append(fromDb(query.value(i), columns[size_t(i)].type));
+            cell[i] = reader.read(query.value(i), columns[size_t(i)].type);
         rs.appendStorageRow(std::move(row));
     }
     query.finish();
