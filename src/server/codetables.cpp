@@ -104,7 +104,7 @@ void touchCodeTables(Database &store) {
 
 CodeTables::CodeTables(QString connectionName)
     : m_name(std::move(connectionName))
-    , m_guard(new Guard) {}
+    , m_guard(std::make_unique<Guard>()) {}
 
 CodeTables::~CodeTables() {
     if (QSqlDatabase::contains(m_name)) {
@@ -116,7 +116,6 @@ CodeTables::~CodeTables() {
         }
         QSqlDatabase::removeDatabase(m_name);
     }
-    delete m_guard;
 }
 
 void CodeTables::open() {
@@ -129,7 +128,7 @@ void CodeTables::open() {
     if (!h)
         throw DatabaseError(QStringLiteral("The code-list service could not start: no SQLite "
                                            "handle."));
-    sqlite3_set_authorizer(h, &Guard::authorize, m_guard);
+    sqlite3_set_authorizer(h, &Guard::authorize, m_guard.get());
     QSqlQuery q(db);
     const QStringList statements = QString::fromLatin1(kCopySchema).split(u';');
     for (const QString &s : statements) {

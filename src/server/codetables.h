@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <memory>
+
 namespace korva::server {
 
 class Database;
@@ -33,7 +35,7 @@ private:
     QString m_name;
     qint64 m_version = -1;
     bool m_open = false;
-    Guard *m_guard = nullptr;
+    std::unique_ptr<Guard> m_guard;
 };
 
 // Marks the code tables as changed, so that every code-list copy reloads; call inside the

@@ -601,19 +601,17 @@ void prepareTarget(Database &db, const ConnectionSpec &spec, bool force) {
         db.open();
         return;
     }
+    // PostgreSQL: an empty schema is filled as it is; one with data only when forced, after
+    // its tables are dropped and made anew.
     db.open();
-    if (schemaVersion(db) > 0) {
-        bool empty = db.scalar(QStringLiteral("SELECT COUNT(*) FROM OFFICER")).toLongLong() == 0;
-        if (!empty && !force)
-            throw RequestError(QStringLiteral("The database %1 already holds data; use --force "
-                                              "to replace it.")
-                                   .arg(spec.display()));
-        db.close();
-        db.open();
-        dropSchema(db);
-        db.close();
-        db.open();
-    }
+    const bool hasData = db.scalar(QStringLiteral("SELECT COUNT(*) FROM OFFICER")).toLongLong() > 0;
+    if (hasData && !force)
+        throw RequestError(QStringLiteral("The database %1 already holds data; use --force to "
+                                          "replace it.")
+                               .arg(spec.display()));
+    dropSchema(db);
+    db.close();
+    db.open();
 }
 
 } // namespace

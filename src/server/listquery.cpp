@@ -111,9 +111,7 @@ BrokerReply history(HandlerContext &ctx, const BrokerRequest &request) {
     return reply;
 }
 
-} // namespace
-
-QString listQueryText(ListQuery::Direction direction, ListQuery::Status status) {
+QString composeListQuery(ListQuery::Direction direction, ListQuery::Status status) {
     QString sql = QLatin1String(kListSelect);
     sql += QLatin1String(direction == ListQuery::Received ? kWhereReceived : kWhereSent);
     if (status == ListQuery::Open)
@@ -122,6 +120,19 @@ QString listQueryText(ListQuery::Direction direction, ListQuery::Status status) 
         sql += QLatin1String(kStatusClosed);
     sql += QLatin1String(kListOrder);
     return sql;
+}
+
+} // namespace
+
+QString listQueryText(ListQuery::Direction direction, ListQuery::Status status) {
+    // Built once per variant: the list is the busiest request there is.
+    static const QString texts[2][3] = {{composeListQuery(ListQuery::Received, ListQuery::Any),
+                                         composeListQuery(ListQuery::Received, ListQuery::Open),
+                                         composeListQuery(ListQuery::Received, ListQuery::Closed)},
+                                        {composeListQuery(ListQuery::Sent, ListQuery::Any),
+                                         composeListQuery(ListQuery::Sent, ListQuery::Open),
+                                         composeListQuery(ListQuery::Sent, ListQuery::Closed)}};
+    return texts[direction][status];
 }
 
 std::span<const Column> listColumns() {
@@ -165,9 +176,10 @@ BrokerReply handleQuery(HandlerContext &ctx, const BrokerRequest &request) {
         throw RequestError(QStringLiteral("Officer %1 is not known.").arg(q.officer));
     QSqlQuery &sql =
         ctx.db.run(listQueryText(q.direction, q.status), {q.officer, dbDate(q.from), dbDate(q.to)});
+    static const QList<Field> fields = fieldsOf(kListColumns);
     BrokerReply reply = BrokerReply::success(request);
     reply.recordSets.insert(QStringLiteral("ASSIGNMENT"),
-                            readRecordSet(sql, QStringLiteral("ASSIGNMENT"), kListColumns));
+                            readRecordSet(sql, QStringLiteral("ASSIGNMENT"), kListColumns, fields));
     return reply;
 }
 

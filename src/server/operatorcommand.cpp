@@ -11,7 +11,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
-#include <QRegularExpression>
 #include <QSet>
 
 namespace korva::server {
@@ -90,8 +89,10 @@ int runRequest(const QStringList &args, QTextStream &out, QTextStream &err) {
         const qint64 officer = o.values.value(QStringLiteral("--officer")).toLongLong(&ok);
         if (!ok || officer <= 0)
             return usage(err, QStringLiteral("--officer needs an officer number"));
-        request.setContext(Session::contextText(officer, o.values.value(QStringLiteral("--region")))
-                               .remove(QRegularExpression(QStringLiteral(";REGION=$"))));
+        const QString region = o.values.value(QStringLiteral("--region"));
+        // Without a region the server takes the officer's own.
+        request.setContext(region.isEmpty() ? QStringLiteral("INSP_ID=%1").arg(officer)
+                                            : Session::contextText(officer, region));
     }
     ServerSettings settings(o.values.value(QStringLiteral("--db")));
     settings.createIfMissing = false;

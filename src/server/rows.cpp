@@ -155,7 +155,12 @@ void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns
 }
 
 RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns) {
-    auto rs = RecordSet::create(name, fieldsOf(columns));
+    return readRecordSet(query, name, columns, fieldsOf(columns));
+}
+
+RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns,
+                           const QList<Field> &fields) {
+    auto rs = RecordSet::create(name, fields);
     appendRows(query, *rs, columns);
     return rs;
 }

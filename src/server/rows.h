@@ -24,6 +24,9 @@ QVariant fromDb(const QVariant &value, FieldType type);
 
 // Reads every remaining row of the query into a new record set and finishes the query.
 RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns);
+// The same with the layout made once beforehand (fieldsOf(columns)), for the hot requests.
+RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns,
+                           const QList<Field> &fields);
 // The same into an existing record set whose fields match the columns.
 void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns);
 
