@@ -3,6 +3,8 @@
 #include "errors.h"
 #include "recordsetquery.h"
 
+#include <QThreadPool>
+
 #include <algorithm>
 
 namespace korva {
@@ -251,6 +253,14 @@ int RecordSet::addObserver(std::function<void()> callback)
 void RecordSet::removeObserver(int id)
 {
     m_observers.removeIf([id](const Observer &o) { return o.id == id; });
+}
+
+void releaseRecordSet(RecordSetPtr &&rs)
+{
+    RecordSetPtr last = std::move(rs);
+    if (!last || last.use_count() != 1 || qint64(last->storageCount()) * last->fieldCount() < 20000)
+        return;
+    QThreadPool::globalInstance()->start([doomed = std::move(last)]() mutable { doomed.reset(); });
 }
 
 void RecordSet::notify()

@@ -117,4 +117,9 @@ private:
     int m_nextObserver = 1;
 };
 
+// Drops a reference to a record set; when it was the last one and the set is large, the rows
+// are freed on a pool thread, so that rebinding a grid does not stall the UI thread freeing
+// the previous list.
+void releaseRecordSet(RecordSetPtr &&rs);
+
 } // namespace korva

@@ -109,33 +109,55 @@ QList<Token> tokenize(const QString &text)
     return out;
 }
 
+// A literal converted once, at parse time, to the type of the column it is compared with.
+struct Literal {
+    FieldType type;
+    bool valid = false;
+    double number = 0;
+    QDate date;
+    QDateTime timestamp;
+    QString text;
+
+    Literal(FieldType t, const QString &raw)
+        : type(t)
+        , text(raw)
+    {
+        switch (type) {
+        case FieldType::Integer:
+        case FieldType::Decimal:
+            number = raw.trimmed().toDouble(&valid);
+            break;
+        case FieldType::Date:
+            date = parseDateText(raw);
+            valid = date.isValid();
+            break;
+        case FieldType::Timestamp:
+            timestamp = parseDateTimeText(raw);
+            valid = timestamp.isValid();
+            break;
+        case FieldType::Text:
+            valid = true;
+            break;
+        }
+    }
+};
+
 // -1, 0, 1; nullopt when the two cannot be compared.
-std::optional<int> compareCell(const QVariant &cell, FieldType type, const Token &literal)
+std::optional<int> compareCell(const QVariant &cell, const Literal &literal)
 {
-    if (cell.isNull())
+    if (cell.isNull() || !literal.valid)
         return std::nullopt;
     auto sign = [](auto a, auto b) { return a < b ? -1 : (a > b ? 1 : 0); };
-    switch (type) {
+    switch (literal.type) {
     case FieldType::Integer:
-    case FieldType::Decimal: {
-        bool ok = false;
-        const double lit = literal.text.trimmed().toDouble(&ok);
-        if (!ok)
-            return std::nullopt;
-        return sign(cell.toDouble(), lit);
-    }
-    case FieldType::Date: {
-        const QDate lit = parseDateText(literal.text);
-        if (!lit.isValid())
-            return std::nullopt;
-        return sign(cell.toDate(), lit);
-    }
-    case FieldType::Timestamp: {
-        QDateTime lit = parseDateTimeText(literal.text);
-        if (!lit.isValid())
-            return std::nullopt;
-        return sign(cell.toDateTime(), lit);
-    }
+        return cell.typeId() == QMetaType::LongLong ? sign(double(cell.toLongLong()), literal.number)
+                                                    : sign(cell.toDouble(), literal.number);
+    case FieldType::Decimal:
+        return sign(cell.toDouble(), literal.number);
+    case FieldType::Date:
+        return sign(cell.toDate(), literal.date);
+    case FieldType::Timestamp:
+        return sign(cell.toDateTime(), literal.timestamp);
     case FieldType::Text:
         return cell.toString().compare(literal.text, Qt::CaseInsensitive);
     }
@@ -233,22 +255,32 @@ private:
                 return !v.isNull() && rx.match(v.toString()).hasMatch();
             };
         }
-        const QString o = op.text;
-        return [column, type, literal, o](const Row &r) {
-            const auto c = compareCell(r.at(column), type, literal);
+        enum class Op { Eq, Ne, Lt, Gt, Le, Ge };
+        const Op o = op.text == u"=" ? Op::Eq
+                     : op.text == u"<>" ? Op::Ne
+                     : op.text == u"<" ? Op::Lt
+                     : op.text == u">" ? Op::Gt
+                     : op.text == u"<=" ? Op::Le
+                                        : Op::Ge;
+        return [column, lit = Literal(type, literal.text), o](const Row &r) {
+            const auto c = compareCell(r.at(column), lit);
             if (!c)
                 return false;
-            if (o == u"=")
+            switch (o) {
+            case Op::Eq:
                 return *c == 0;
-            if (o == u"<>")
+            case Op::Ne:
                 return *c != 0;
-            if (o == u"<")
+            case Op::Lt:
                 return *c < 0;
-            if (o == u">")
+            case Op::Gt:
                 return *c > 0;
-            if (o == u"<=")
+            case Op::Le:
                 return *c <= 0;
-            return *c >= 0;
+            case Op::Ge:
+                return *c >= 0;
+            }
+            return false;
         };
     }
 

@@ -17,8 +17,9 @@ DataControl::DataControl(QObject *parent)
 
 void DataControl::setRecordSet(RecordSetPtr rs)
 {
-    m_rs = std::move(rs);
+    RecordSetPtr previous = std::exchange(m_rs, std::move(rs));
     emit recordSetChanged();
+    releaseRecordSet(std::move(previous));
 }
 
 void StyleSet::setForeColorValue(int bgr)

@@ -29,7 +29,7 @@ void RecordSetModel::bind(RecordSetPtr rs)
 {
     beginResetModel();
     detach();
-    m_rs = std::move(rs);
+    RecordSetPtr previous = std::exchange(m_rs, std::move(rs));
     m_rows.clear();
     m_loadedCount = 0;
     m_storageCount = m_rs ? m_rs->storageCount() : 0;
@@ -39,6 +39,7 @@ void RecordSetModel::bind(RecordSetPtr rs)
     for (int c = 0; c < columnCount(); ++c)
         m_fieldIndex.append(fieldOf(c));
     endResetModel();
+    releaseRecordSet(std::move(previous));
 }
 
 void RecordSetModel::viewChanged()
