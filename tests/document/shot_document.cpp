@@ -1,5 +1,6 @@
-// Renders the document's list tab with a few rows into a PNG, for looking at the screen:
-//   shot_document <file.png>   (run under xvfb-run, or offscreen)
+// Renders the document for a look at the screen (run under xvfb-run, or offscreen):
+//   shot_document [list.png] [new-assignment.png]
+// the list tab with a few rows, and the new-assignment tab filled in as a user would.
 #include "documentfixture.h"
 
 #include <QApplication>
@@ -9,54 +10,46 @@ using namespace korva::doctest;
 
 int main(int argc, char *argv[]) {
     QApplication app(argc, argv);
-    const QString file =
-        argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("document.png");
+    const QStringList args = QApplication::arguments();
     Fixture f;
     f.tp.fakeUser.groups.clear(); // shows the closers indicator in its disabled state
+    f.doc().resize(1200, 750);
     f.showWith({{.number = 1041,
-                 .type = QStringLiteral("001"),
-                 .status = QStringLiteral("O"),
-                 .from = 1002,
-                 .to = 1001,
                  .history = 2,
                  .formNumber = QStringLiteral("0000042-2"),
                  .formType = QStringLiteral("CIT"),
-                 .subject = QStringLiteral("Unfiled returns"),
-                 .comment = QStringLiteral("Visit the premises before the due date.")},
+                 .subject = QStringLiteral("Unfiled returns")},
                 {.number = 1042,
                  .type = QStringLiteral("PCE"),
                  .status = QStringLiteral("F"),
                  .from = 1003,
-                 .to = 1001,
                  .subject = QStringLiteral("Payment applied twice")},
                 {.number = 1043,
-                 .type = QStringLiteral("007"),
-                 .status = QStringLiteral("R"),
-                 .from = 1004,
-                 .to = 1001,
-                 .formNumber = QStringLiteral("123456789"),
-                 .formType = QStringLiteral("ACC"),
-                 .subject = QStringLiteral("Citation follow-up")},
-                {.number = 1044,
                  .type = QStringLiteral("900"),
                  .status = QStringLiteral("C"),
-                 .from = 1002,
-                 .to = 1001,
+                 .from = 1004,
                  .history = 0,
-                 .subject = QStringLiteral("Refund request")},
-                {.number = 1045,
-                 .type = QStringLiteral("DEF"),
-                 .status = QStringLiteral("O"),
-                 .from = 1001,
-                 .to = 1001,
-                 .subject = QStringLiteral("Note to self")}});
+                 .subject = QStringLiteral("Refund request")}});
     f.clickRow(0);
     QApplication::processEvents();
-    if (!f.doc().grab().save(file))
+    if (!f.doc().grab().save(args.value(1, QStringLiteral("document.png"))))
         return 1;
-    f.doc().tabTab->setCurrentIndex(1);
+
+    // The new assignment, in the order a user fills it.
+    f.entry();
+    f.combo(0)->selectCode(QStringLiteral("007"));
+    f.leave(f.combo(0));
+    f.combo(1)->selectCode(QStringLiteral("CIT"));
+    f.type(0, QStringLiteral("42"));
+    f.leave(f.box(0)); // completed to the citation number
+    f.pick(3, f.today().addDays(7));
+    f.type(1, QStringLiteral("1003"));
+    f.leave(f.box(1));
+    f.type(4, QStringLiteral("Citation not paid"));
+    f.comment()->setFocus();
+    QTest::keyClicks(f.comment(), QStringLiteral("The customer says the fine was paid in "
+                                                 "October. Please check the receipt at the "
+                                                 "premises and close this when done."));
     QApplication::processEvents();
-    QString entryFile = file;
-    entryFile.replace(QStringLiteral(".png"), QStringLiteral("-entry.png"));
-    return f.doc().grab().save(entryFile) ? 0 : 1;
+    return f.doc().grab().save(args.value(2, QStringLiteral("new-assignment.png"))) ? 0 : 1;
 }

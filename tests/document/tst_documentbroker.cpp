@@ -2,12 +2,8 @@
 // database, and what the entry saves arrives there. Boxes, status bar and marks are the test
 // kit's; the broker, the user, the reference data and the code lists are the real ones.
 #include "common/modassignmaint.h"
-#include "document/assignmententrytab.h"
-#include "document/korva_assignmaint.h"
+#include "documentfixture.h"
 #include "platform/asyncbroker.h"
-#include "platform/controls/codescombo.h"
-#include "platform/controls/datagrid.h"
-#include "platform/controls/dtp.h"
 #include "platform/qtservices.h"
 #include "platform/referencedata.h"
 #include "platform/session.h"
@@ -15,59 +11,54 @@
 #include "server/demodata.h"
 #include "server/server.h"
 #include "test_main.h"
-#include "testkit.h"
 
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QRadioButton>
 #include <QSignalSpy>
-#include <QTabWidget>
 #include <QTemporaryDir>
 
 using namespace korva;
-namespace DemoOfficer = server::DemoOfficer;
+using namespace korva::doctest;
 
 namespace {
-
-constexpr int kWaitMs = 20000;
 
 // Passes every request on to the real broker and counts what the document sends.
 class CountingBroker : public Broker {
 public:
     explicit CountingBroker(Broker &real)
         : m_real(real) {}
-    void send(const BrokerRequest &request, BrokerMessage *receiver) override {
-        ++sent;
-        m_real.send(request, receiver);
-    }
-    BrokerReply call(const BrokerRequest &request) override { return m_real.call(request); }
+    void send(const BrokerRequest &r, BrokerMessage *to) override { ++sent, m_real.send(r, to); }
+    BrokerReply call(const BrokerRequest &r) override { return m_real.call(r); }
     int sent = 0;
 
 private:
     Broker &m_real;
 };
 
-// One officer signed on as the shell signs on: the platform the document will find.
-struct Session {
-    Session(Broker &broker, int officer)
+// One officer signed on as the shell signs on, and a document on that platform.
+struct SignedOn {
+    SignedOn(Broker &broker, int officer)
         : counting(broker)
         , user(officer, QStringLiteral("NE"))
-        , reference(signOn(broker, user))
+        , reference(broker.call(makeReferenceDataRequest(user)))
         , data(reference, user.region(), clock.today())
         , codes(&broker, &user) {
+        user.loadRights(reference);
         tp.broker = &counting;
         tp.user = &user;
         tp.clock = &clock;
         tp.lookups = &data;
         tp.validators = &data;
         tp.codes = &codes;
+        doc = std::make_unique<KORVA_AssignMaint>(); // it takes the platform's broker
+        replies = std::make_unique<QSignalSpy>(doc->mZelbMessage, &BrokerMessage::DataReady);
+        doc->show();
     }
-    static BrokerReply signOn(Broker &broker, SessionUser &user) {
-        BrokerReply reply = broker.call(makeReferenceDataRequest(user));
-        user.loadRights(reply);
-        return reply;
+    // Waits for that many replies in all, or for a message box, whichever comes first.
+    bool waitReplies(int total) {
+        return QTest::qWaitFor([&] { return replies->count() >= total || !boxes().isEmpty(); },
+                               20000);
     }
+    AssignmentEntryTab &entry() { return *doc->entry; }
+    const QList<testkit::ScriptedMessageBoxes::Shown> &boxes() const { return tp.boxes.shown; }
 
     testkit::TestPlatform tp;
     CountingBroker counting;
@@ -76,43 +67,12 @@ struct Session {
     BrokerReply reference;
     ReferenceData data;
     BrokerCodeList codes;
+    std::unique_ptr<KORVA_AssignMaint> doc;
+    std::unique_ptr<QSignalSpy> replies;
 };
 
-// The session and its document, which takes its broker from the platform when built.
-struct SignedOn : Session {
-    SignedOn(Broker &broker, int officer)
-        : Session(broker, officer)
-        , replies(doc.mZelbMessage, &BrokerMessage::DataReady) {
-        doc.resize(1200, 750);
-    }
-    // Shows the document and waits for its list.
-    bool shown() {
-        doc.show();
-        return waitReplies(1);
-    }
-    // Waits for that many replies in all, or for a message box, whichever comes first.
-    bool waitReplies(int total) {
-        return QTest::qWaitFor(
-            [&] { return replies.count() >= total || !tp.boxes.shown.isEmpty(); }, kWaitMs);
-    }
-    AssignmentEntryTab &entry() { return *doc.entry; }
-
-    KORVA_AssignMaint doc;
-    QSignalSpy replies;
-};
-
-RecordSetPtr officers(const QList<int> &ids) {
-    auto rs = RecordSet::create(QStringLiteral("OFFICER"),
-                                {{QStringLiteral("INSP_ID"), FieldType::Integer},
-                                 {QStringLiteral("INSP_NME_LST"), FieldType::Text},
-                                 {QStringLiteral("INSP_NME_FRST"), FieldType::Text},
-                                 {QStringLiteral("INSP_NME_MDL_INT"), FieldType::Text}});
-    for (int id : ids) {
-        rs->addNew();
-        rs->setValue(u"INSP_ID", id);
-        rs->update();
-    }
-    return rs;
+QString today(int days = 0) {
+    return QDate::currentDate().addDays(days).toString(QStringLiteral("MM/dd/yyyy"));
 }
 
 } // namespace
@@ -123,48 +83,33 @@ class TestDocumentBroker : public QObject {
     std::unique_ptr<AsyncBroker> m_broker;
     std::unique_ptr<server::Database> m_db; // for looking behind the screen
 
-    QString today(int days = 0) const {
-        return QDate::currentDate().addDays(days).toString(Qt::ISODate);
-    }
-
-    // The assignments that the back end lists for `officer` as sender or addressee (key
-    // OFCR_FRM_ID or OFCR_TO_ID), narrowed to those carrying `comment`.
-    QList<QHash<QString, QString>> listed(int officer, const char *key, const QString &comment) {
-        BrokerRequest r;
-        r.setMessageId(QStringLiteral("CHECK"));
-        r.setKind(RequestKind::Query);
+    // Today's assignments that the back end lists for `officer` as addressee or sender (key
+    // OFCR_TO_ID or OFCR_FRM_ID) and that carry `comment`.
+    RecordSetPtr listed(int officer, const char *key, const QString &comment) {
+        const QString day = QDate::currentDate().toString(Qt::ISODate);
+        BrokerRequest r =
+            composeQuery(QStringLiteral("CHECK"), RequestKind::Query,
+                         {RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), day),
+                          RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"), day),
+                          RequestParameter::key(QLatin1String(key), QString::number(officer))});
         r.setContext(SessionUser::makeContextText(officer, QStringLiteral("NE")));
-        r.addParameter(RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), today(-1)));
-        r.addParameter(RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"), today()));
-        r.addParameter(RequestParameter::key(QLatin1String(key), QString::number(officer)));
         const BrokerReply reply = m_broker->call(r);
-        QList<QHash<QString, QString>> rows;
-        const RecordSetPtr rs = reply.recordSet(QStringLiteral("ASSIGNMENT"));
-        if (!reply.error.isEmpty() || !rs)
-            qWarning("list of %d: %s", officer, qPrintable(reply.error));
-        for (int row = 0; rs && row < rs->count(); ++row) {
-            if (rs->textAt(row, rs->fieldIndex(u"ASGNMT_CMMT_TXT")) != comment)
-                continue;
-            QHash<QString, QString> values;
-            for (int c = 0; c < rs->fieldCount(); ++c)
-                values.insert(rs->fields()[c].name, rs->valueAt(row, c).isNull()
-                                                        ? QStringLiteral("<null>")
-                                                        : rs->valueAt(row, c).toString());
-            rows.append(values);
-        }
+        RecordSetPtr rows = reply.recordSet(QStringLiteral("ASSIGNMENT"));
+        if (!rows)
+            return RecordSet::create({});
+        rows->setFilter(QStringLiteral("ASGNMT_CMMT_TXT = '%1'").arg(comment));
+        rows->moveFirst();
         return rows;
     }
-
-    QString officerName(const QVariant &id) {
-        QSqlQuery &q = m_db->run(QStringLiteral("SELECT INSP_NME_LST, INSP_NME_FRST, "
-                                                "INSP_NME_MDL_INT FROM OFFICER WHERE INSP_ID = ?"),
-                                 {id});
-        const QString name =
-            q.next() ? modAssignMaint::ProperName(q.value(0).toString(), q.value(1).toString(),
-                                                  q.value(2).toString(), {})
-                     : QString();
-        q.finish();
-        return name;
+    QString stored(const QString &column, const QVariant &number) {
+        return m_db
+            ->scalar(QStringLiteral("SELECT %1 FROM ASGNMT A LEFT JOIN OFFICER O ON "
+                                    "O.INSP_ID = A.OFCR_FRM_ID LEFT JOIN ZTB_ASGNMT_TYPE T "
+                                    "ON T.ASGNMT_CD = A.ASGNMT_TYP_CD AND T.REGION = 'NE' "
+                                    "WHERE A.ASGNMT_NBR = ?")
+                         .arg(column),
+                     {number})
+            .toString();
     }
 
 private slots:
@@ -172,185 +117,150 @@ private slots:
         QVERIFY(m_dir.isValid());
         const server::ServerSettings settings(QStringLiteral("sqlite:") +
                                               m_dir.filePath(QStringLiteral("demo.db")));
-        server::DemoOptions options;
-        options.assignments = 240;
-        server::generateDemo(settings, options);
+        server::generateDemo(settings, {.assignments = 240});
         m_broker = std::make_unique<AsyncBroker>(server::makeBackendFactory(settings));
-        m_broker->setTimeout(kWaitMs);
+        m_broker->setTimeout(20000);
         m_db = std::make_unique<server::Database>(settings, QStringLiteral("doc-test-reader"));
         m_db->open();
     }
-    void cleanupTestCase() {
-        m_broker.reset();
-        m_db.reset();
-    }
+    void cleanupTestCase() { m_broker.reset(); }
 
     void firstShowListsTheReceivedOpenAssignmentsDecorated() {
-        SignedOn s(*m_broker, int(DemoOfficer::Demo));
-        QVERIFY(s.shown());
-        QVERIFY(s.tp.boxes.shown.isEmpty());
-        DataGrid *g = s.doc.grdAssignment;
-        QCOMPARE(qint64(g->rowCount()),
-                 m_db->scalar(QStringLiteral("SELECT COUNT(*) FROM ASGNMT WHERE OFCR_TO_ID = 1001 "
-                                             "AND ASGNMT_STTS_CD IN ('O', 'F', 'R')"))
-                     .toLongLong());
-        const QHash<QString, QString> statusTexts{{QStringLiteral("O"), QStringLiteral("Open")},
-                                                  {QStringLiteral("F"), QStringLiteral("Forward")},
-                                                  {QStringLiteral("R"), QStringLiteral("Reply")}};
-        const QString me = officerName(1001);
-        QSet<QString> statuses;
-        int red = 0;
-        for (int row = 0; row < g->rowCount(); ++row) {
-            QSqlQuery &q = m_db->run(
-                QStringLiteral("SELECT A.OFCR_FRM_ID, A.ASGNMT_STTS_CD, T.ASGNMT_DES, "
-                               "A.ASGNMT_TYP_CD, C.CD_TBL_DES FROM ASGNMT A JOIN ZTB_ASGNMT_TYPE T "
-                               "ON T.ASGNMT_CD = A.ASGNMT_TYP_CD AND T.REGION = 'NE' LEFT JOIN "
-                               "ZTB_CODE C ON C.CD_TBL_ID = 'REFDOCTYP' AND C.REGION = 'NE' AND "
-                               "C.CD_TBL_CD = A.FORM_TYP_CD WHERE A.ASGNMT_NBR = ?"),
-                {g->text(row, QStringLiteral("ASGNMT_NBR")).toLongLong()});
-            QVERIFY(q.next());
-            const QVariant from = q.value(0);
-            const QString status = q.value(1).toString(), type = q.value(3).toString();
-            const QString description = q.value(2).toString(), form = q.value(4).toString();
-            q.finish();
-            QCOMPARE(g->text(row, QStringLiteral("Status")), statusTexts.value(status));
-            QCOMPARE(g->text(row, QStringLiteral("ASSIGNMENT_TYPE")), description);
-            QCOMPARE(g->text(row, QStringLiteral("CITATION_TYPE")), form);
-            QCOMPARE(g->text(row, QStringLiteral("ASSIGNED_TO")), me);
-            QCOMPARE(g->text(row, QStringLiteral("ASSIGNED_FROM")), officerName(from));
-            const bool payment = type == u"PCE" || type == u"PCX";
-            for (int c = 0; c < g->columnCount(); ++c)
-                QCOMPARE(g->cellStyleSet(row, c) == u"RowRed", payment);
-            statuses.insert(status);
-            red += payment;
-        }
-        // The demo store gives the signed-on officer every open status and a red row or two.
-        QCOMPARE(statuses.size(), 3);
-        QVERIFY(red > 0);
+        SignedOn s(*m_broker, 1001);
+        QVERIFY(s.waitReplies(1));
         QCOMPARE(s.tp.statusBar.last(), QStringLiteral("Ready ..."));
+        DataGrid *g = s.doc->grdAssignment;
+        QCOMPARE(g->rowCount(), m_db->scalar(QStringLiteral("SELECT COUNT(*) FROM ASGNMT WHERE "
+                                                            "OFCR_TO_ID = 1001 AND "
+                                                            "ASGNMT_STTS_CD IN ('O', 'F', 'R')"))
+                                    .toInt());
+        const QHash<QString, QString> statuses{{QStringLiteral("O"), QStringLiteral("Open")},
+                                               {QStringLiteral("F"), QStringLiteral("Forward")},
+                                               {QStringLiteral("R"), QStringLiteral("Reply")}};
+        QSet<QString> seen; // statuses, and "red" when a row was
+        for (int row = 0; row < g->rowCount(); ++row) {
+            const QString number = g->text(row, QStringLiteral("ASGNMT_NBR"));
+            const QString type = stored(QStringLiteral("A.ASGNMT_TYP_CD"), number);
+            const QString status = stored(QStringLiteral("A.ASGNMT_STTS_CD"), number);
+            const bool red = type == u"PCE" || type == u"PCX";
+            seen << status << (red ? QStringLiteral("red") : status);
+            QCOMPARE(g->text(row, QStringLiteral("Status")), statuses.value(status));
+            QCOMPARE(g->text(row, QStringLiteral("ASSIGNMENT_TYPE")),
+                     stored(QStringLiteral("T.ASGNMT_DES"), number));
+            QCOMPARE(g->text(row, QStringLiteral("ASSIGNED_TO")),
+                     QStringLiteral("SMITH, JR, JOHN Q."));
+            QCOMPARE(g->text(row, QStringLiteral("ASSIGNED_FROM")),
+                     modAssignMaint::ProperName(
+                         stored(QStringLiteral("O.INSP_NME_LST"), number),
+                         stored(QStringLiteral("O.INSP_NME_FRST"), number),
+                         stored(QStringLiteral("O.INSP_NME_MDL_INT"), number), {}));
+            for (int c = 0; c < g->columnCount(); ++c)
+                QCOMPARE(g->cellStyleSet(row, c) == u"RowRed", red);
+        }
+        // The demo store gives the officer every open status, and red rows among them.
+        QCOMPARE(seen, (QSet<QString>{QStringLiteral("O"), QStringLiteral("F"), QStringLiteral("R"),
+                                      QStringLiteral("red")}));
     }
 
     void newAssignmentReachesEachListedOfficer() {
-        SignedOn s(*m_broker, int(DemoOfficer::Demo));
-        QVERIFY(s.shown());
-        s.doc.tabTab->setCurrentIndex(1);
-        QVERIFY(s.entry().cboFTBox[0]->selectCode(QStringLiteral("002"))); // 14 and 60 days
-        QTest::keyClicks(s.entry().txtBox[4], QStringLiteral("Three of you"));
-        const QString comment = QStringLiteral("One each, please.");
-        QTest::keyClicks(s.entry().txtComment, comment);
-        s.entry().adoOfficers->setRecordSet(officers({1003, 1004, 1005}));
-        QVERIFY(s.doc.SaveData());
+        SignedOn s(*m_broker, 1001);
+        QVERIFY(s.waitReplies(1));
+        fillEntry(*s.doc, QStringLiteral("type=002|subject=Three of you|comment=One each, "
+                                         "please.|officers=1003,1004,1005")); // 14 and 60 days
+        QVERIFY(s.doc->SaveData());
         QVERIFY(s.waitReplies(3)); // the update, then the list again
-        QVERIFY2(s.tp.boxes.shown.isEmpty(), qPrintable(s.tp.boxes.shown.value(0).prompt));
+        QCOMPARE(s.boxes().size(), 0);
         QCOMPARE(s.tp.statusBar.last(), QStringLiteral("Ready ..."));
-        QVERIFY(s.entry().txtComment->toPlainText().isEmpty());
+        QCOMPARE(s.entry().txtComment->toPlainText(), QString());
 
         QSet<QString> numbers;
         for (int officer : {1003, 1004, 1005}) {
-            const auto rows = listed(officer, "OFCR_TO_ID", comment);
-            QCOMPARE(rows.size(), 1);
-            const QHash<QString, QString> &a = rows.first();
-            QCOMPARE(a.value(QStringLiteral("OFCR_FRM_ID")), QStringLiteral("1001"));
-            QCOMPARE(a.value(QStringLiteral("ASGNMT_TYP_CD")), QStringLiteral("002"));
-            QCOMPARE(a.value(QStringLiteral("ASGNMT_STTS_CD")), QStringLiteral("O"));
-            QCOMPARE(a.value(QStringLiteral("ASGNMT_SBJCT_TXT")), QStringLiteral("Three of you"));
-            QCOMPARE(a.value(QStringLiteral("EFCTV_DT")), today());
-            QCOMPARE(a.value(QStringLiteral("DUE_DT")), today(14));
-            QCOMPARE(a.value(QStringLiteral("EXPRTN_DT")), today(60));
-            numbers.insert(a.value(QStringLiteral("ASGNMT_NBR")));
+            const RecordSetPtr a =
+                listed(officer, "OFCR_TO_ID", QStringLiteral("One each, please."));
+            QCOMPARE(a->count(), 1);
+            QStringList values;
+            for (const char *f : {"OFCR_FRM_ID", "ASGNMT_TYP_CD", "ASGNMT_STTS_CD",
+                                  "ASGNMT_SBJCT_TXT", "EFCTV_DT", "DUE_DT", "EXPRTN_DT"})
+                values.append(a->text(QString::fromLatin1(f)));
+            QCOMPARE(values, (QStringList{QStringLiteral("1001"), QStringLiteral("002"),
+                                          QStringLiteral("O"), QStringLiteral("Three of you"),
+                                          today(), today(14), today(60)}));
+            numbers.insert(a->text(u"ASGNMT_NBR"));
         }
         QCOMPARE(numbers.size(), 3); // each officer has his own assignment
     }
 
     void agencyAndTroopAreStoredAsChosen_data() {
-        QTest::addColumn<int>("option");
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QStringList>("stored"); // AGNCY_CD, TRP_ID, TRP_DIST_ID
-        QTest::newRow("agency") << 8 << QString()
-                                << QStringList{QStringLiteral("SP"), QStringLiteral("<null>"),
-                                               QStringLiteral("<null>")};
+        QTest::addColumn<QString>("entry");  // steps, see Fixture::fill
+        QTest::addColumn<QString>("stored"); // AGNCY_CD, TRP_ID, TRP_DIST_ID
+        QTest::newRow("agency") << QStringLiteral("option=8|agency=SP") << QStringLiteral("SP||");
         QTest::newRow("troop and district")
-            << 9 << QStringLiteral("c12")
-            << QStringList{QStringLiteral("<null>"), QStringLiteral("C"), QStringLiteral("12")};
-        QTest::newRow("troop") << 9 << QStringLiteral("e")
-                               << QStringList{QStringLiteral("<null>"), QStringLiteral("E"),
-                                              QStringLiteral("<null>")};
+            << QStringLiteral("option=9|troop=c12") << QStringLiteral("|C|12");
+        QTest::newRow("troop") << QStringLiteral("option=9|troop=e") << QStringLiteral("|E|");
     }
     void agencyAndTroopAreStoredAsChosen() {
-        QFETCH(int, option);
-        QFETCH(QString, typed);
-        QFETCH(QStringList, stored);
-        SignedOn s(*m_broker, int(DemoOfficer::Demo));
-        QVERIFY(s.shown());
-        s.doc.tabTab->setCurrentIndex(1);
-        s.entry().optButton[option]->click();
-        QVERIFY(s.entry().cboFTBox[2]->selectCode(QStringLiteral("SP")));
-        QTest::keyClicks(s.entry().txtBox[2], typed);
-        const QString comment = QStringLiteral("To %1").arg(QLatin1String(QTest::currentDataTag()));
-        s.entry().txtComment->setPlainText(comment);
-        QVERIFY(s.doc.SaveData());
+        QFETCH(QString, entry);
+        QFETCH(QString, stored);
+        SignedOn s(*m_broker, 1001);
+        QVERIFY(s.waitReplies(1));
+        fillEntry(*s.doc,
+                  entry + QStringLiteral("|comment=") + QLatin1String(QTest::currentDataTag()));
+        QVERIFY(s.doc->SaveData());
         QVERIFY(s.waitReplies(3));
         QEXPECT_FAIL("troop", "the back end looks a troop alone up with a null district", Abort);
-        QVERIFY2(s.tp.boxes.shown.isEmpty(), qPrintable(s.tp.boxes.shown.value(0).prompt));
+        QCOMPARE(s.boxes().value(0).prompt, QString());
 
-        const auto rows = listed(1001, "OFCR_FRM_ID", comment);
-        QCOMPARE(rows.size(), 1);
-        QCOMPARE((QStringList{rows[0].value(QStringLiteral("AGNCY_CD")),
-                              rows[0].value(QStringLiteral("TRP_ID")),
-                              rows[0].value(QStringLiteral("TRP_DIST_ID"))}),
+        const RecordSetPtr a =
+            listed(1001, "OFCR_FRM_ID", QString::fromLatin1(QTest::currentDataTag()));
+        QCOMPARE(a->count(), 1);
+        QCOMPARE(QStringList({a->text(u"AGNCY_CD"), a->text(u"TRP_ID"), a->text(u"TRP_DIST_ID")})
+                     .join(u'|'),
                  stored);
-        QCOMPARE(rows[0].value(QStringLiteral("OFCR_TO_ID")), QStringLiteral("<null>"));
+        QVERIFY(a->isNull(u"OFCR_TO_ID"));
     }
 
     void refusedSaveShowsTheServersTextAndKeepsTheEntry() {
         // Officer 1005 signs on with the right, which is then withdrawn on the server.
         SignedOn s(*m_broker, 1005);
-        QVERIFY(s.shown());
+        QVERIFY(s.waitReplies(1));
         AssignmentEntryTab &e = s.entry();
-        s.doc.tabTab->setCurrentIndex(1);
-        QVERIFY(e.cboFTBox[0]->selectCode(QStringLiteral("001")));
-        QVERIFY(e.cboFTBox[1]->selectCode(QStringLiteral("CIT")));
-        QTest::keyClicks(e.txtBox[0], QStringLiteral("0000042-2"));
-        QTest::keyClicks(e.txtBox[1], QStringLiteral("1003"));
-        QTest::keyClicks(e.txtBox[4], QStringLiteral("Refused"));
-        QTest::keyClicks(e.txtComment, QStringLiteral("Not to be stored."));
+        fillEntry(*s.doc, QStringLiteral("type=001|ref=CIT|number=0000042-2|officer=1003|"
+                                         "subject=Refused|comment=Not to be stored."));
         QCOMPARE(e.errorText(), QString());
-        m_db->run(QStringLiteral("DELETE FROM USR_RGHT WHERE INSP_ID = 1005 AND NAME = "
-                                 "'Assignment'"));
-        const int sent = s.counting.sent;
-        QVERIFY(s.doc.SaveData());
+        m_db->run(QStringLiteral("DELETE FROM USR_RGHT WHERE INSP_ID = 1005"));
+        QVERIFY(s.doc->SaveData());
         QVERIFY(s.waitReplies(2));
 
-        QCOMPARE(s.tp.boxes.shown.size(), 1);
-        QCOMPARE(s.tp.boxes.shown[0].prompt,
-                 QStringLiteral("Row 1: You do not have the \"Assignment\" right needed to create "
-                                "an assignment."));
-        QCOMPARE(s.tp.boxes.shown[0].style, MsgStyle::Critical);
+        QCOMPARE(s.boxes().size(), 1);
+        QCOMPARE(s.boxes()[0].prompt, QStringLiteral("Row 1: You do not have the \"Assignment\" "
+                                                     "right needed to create an assignment."));
+        QCOMPARE(s.boxes()[0].style, MsgStyle::Critical);
         QCOMPARE(s.tp.statusBar.last(), QStringLiteral("Update Not Successful."));
-        QCOMPARE(s.counting.sent, sent + 1); // no list after a refusal
-        QVERIFY(s.doc.tabTab->isEnabled());
-        QCOMPARE(e.cboFTBox[0]->code(), QStringLiteral("001"));
-        QCOMPARE(e.cboFTBox[1]->code(), QStringLiteral("CIT"));
-        QCOMPARE(e.txtBox[0]->text(), QStringLiteral("0000042-2"));
-        QCOMPARE(e.txtBox[1]->text(), QStringLiteral("1003"));
-        QCOMPARE(e.txtBox[4]->text(), QStringLiteral("Refused"));
-        QCOMPARE(e.txtComment->toPlainText(), QStringLiteral("Not to be stored."));
-        QCOMPARE(e.dtpFTDate[3]->date(), QDate::currentDate().addDays(30));
-        QVERIFY(listed(1003, "OFCR_TO_ID", QStringLiteral("Not to be stored.")).isEmpty());
+        QCOMPARE(s.counting.sent, 2); // the list, the update, and no list after a refusal
+        QVERIFY(s.doc->tabTab->isEnabled());
+        QCOMPARE(
+            (QStringList{e.cboFTBox[0]->code(), e.cboFTBox[1]->code(), e.txtBox[0]->text(),
+                         e.txtBox[1]->text(), e.txtBox[4]->text(), e.txtComment->toPlainText(),
+                         e.dtpFTDate[3]->editor()->text()}),
+            (QStringList{QStringLiteral("001"), QStringLiteral("CIT"), QStringLiteral("0000042-2"),
+                         QStringLiteral("1003"), QStringLiteral("Refused"),
+                         QStringLiteral("Not to be stored."), today(30)}));
+        QCOMPARE(listed(1003, "OFCR_TO_ID", QStringLiteral("Not to be stored."))->count(), 0);
     }
 
     void fromAfterToSendsNothing() {
-        SignedOn s(*m_broker, int(DemoOfficer::Demo));
-        QVERIFY(s.shown());
-        const int rows = s.doc.grdAssignment->rowCount();
-        s.doc.dtpFTDate[0]->setValue(QDate::currentDate().addDays(1));
-        QTest::mouseClick(s.doc.cmdButton[0], Qt::LeftButton);
+        SignedOn s(*m_broker, 1001);
+        QVERIFY(s.waitReplies(1));
+        const int rows = s.doc->grdAssignment->rowCount();
+        s.doc->dtpFTDate[0]->setValue(QDate::currentDate().addDays(1));
+        QTest::mouseClick(s.doc->cmdButton[0], Qt::LeftButton);
         QCOMPARE(s.counting.sent, 1);
-        QCOMPARE(s.tp.boxes.shown.size(), 1);
-        QCOMPARE(s.tp.boxes.shown[0].prompt,
-                 QStringLiteral("The 'Assigned From' effective date must be on, or before, the "
-                                "'Assigned To' date."));
-        QCOMPARE(s.doc.grdAssignment->rowCount(), rows);
+        QCOMPARE(s.boxes().size(), 1);
+        QCOMPARE(s.boxes()[0].prompt, QStringLiteral("The 'Assigned From' effective date must be "
+                                                     "on, or before, the 'Assigned To' date."));
+        QCOMPARE(s.boxes()[0].style, MsgStyle::Critical);
+        QCOMPARE(s.boxes()[0].title, modMessageTitle::MessageTitle());
+        QCOMPARE(s.doc->grdAssignment->rowCount(), rows);
     }
 };
 

@@ -1,252 +1,201 @@
-// The checks of the new-assignment entry, what the host is told, the changed test and the
-// clearing of the entry.
+// The checks of the new-assignment entry, the update rows it gives, what the host is told,
+// the changed test and the clearing of the entry.
+#include "documentfixture.h"
 #include "test_main.h"
-#include "tst_entryfixture.h"
-
-#include <QPushButton>
 
 using namespace korva;
-using namespace korva::entrytest;
+using namespace korva::doctest;
 
 namespace {
 
 const QString kNeedsType =
     QStringLiteral("Reference Account Type must be selected from the list.\r\n");
-const QString kNeedsNumber = QStringLiteral("Reference Account Number is required\r\n");
 const QString kInvalidAccount = QStringLiteral("Account Number is Invalid");
 const QString kBadCitation = QStringLiteral(
     "The citation number entered is invalid. Correct format is nnnnnnn-c (7 digits plus a "
     "check digit).");
 const QString kBadOfficer = QStringLiteral("Invalid officer number.\r\n");
 const QString kBadTroop = QStringLiteral("Assign to Troop/District is not valid.\r\n");
-const QString kBadAgency = QStringLiteral("Assign to agency is not valid.\r\n");
+
+void addCheck(const char *name, const char *entry, const QString &errors, const char *marked) {
+    QTest::newRow(name) << QString::fromUtf8(entry) << errors << QString::fromUtf8(marked);
+}
+
+// Every field of every row, "NAME=value|..." a row, nulls as "<null>".
+QStringList rowTexts(const RecordSet &rows) {
+    QStringList out;
+    for (int row = 0; row < rows.count(); ++row) {
+        QStringList fields;
+        for (int c = 0; c < rows.fieldCount(); ++c)
+            fields.append(
+                rows.fields()[c].name + u'=' +
+                (rows.valueAt(row, c).isNull() ? QStringLiteral("<null>") : rows.textAt(row, c)));
+        out.append(fields.join(u'|'));
+    }
+    return out;
+}
 
 } // namespace
 
 class TestEntryChecks : public QObject {
     Q_OBJECT
 private slots:
-    void referenceAccountRules() {
-        EntryFixture f;
-        f.box(1)->setText(QStringLiteral("1002"));
-        f.box(0)->setText(QStringLiteral("1234567"));
-        QCOMPARE(f.checked(), kNeedsType);
-        QVERIFY(f.marked(f.combo(1)));
-
-        f.box(0)->clear();
-        QVERIFY(f.combo(1)->selectCode(QStringLiteral("CIT")));
-        QCOMPARE(f.checked(), kNeedsNumber);
-        QVERIFY(f.marked(f.box(0)));
-        QVERIFY(!f.marked(f.combo(1)));
-
-        // A plain number of up to seven digits is not judged here; it is completed on leaving.
-        f.box(0)->setText(QStringLiteral("42"));
-        QCOMPARE(f.checked(), QString());
-        QVERIFY(f.spy.startingWith(QStringLiteral("account")).isEmpty());
-        QVERIFY(!f.marked(f.box(0)));
+    void checks_data() {
+        QTest::addColumn<QString>("entry"); // steps, see Fixture::fill
+        QTest::addColumn<QString>("errors");
+        QTest::addColumn<QString>("marked");
+        addCheck("number without type", "number=1234567|officer=1002", kNeedsType, "cboFTBox(1)");
+        addCheck("type without number", "ref=CIT|officer=1002",
+                 QStringLiteral("Reference Account Number is required\r\n"), "txtBox(0)");
+        // Up to seven digits are completed when the box is left, not judged here.
+        addCheck("plain number", "ref=CIT|number=42|officer=1002", {}, "");
+        // Typed before its type: the type's mark goes once the type is chosen.
+        addCheck("citation", "number=1234567-4|ref=CIT|officer=1002", {}, "");
+        addCheck("short citation padded", "ref=CIT|number=234567-6|officer=1002", {}, "");
+        addCheck("dash without type", "number=1-a|officer=1002", kNeedsType, "cboFTBox(1)");
+        // The two account messages run on into the next one: no line break after them.
+        addCheck("eight digits", "ref=CIT|number=12345678", kInvalidAccount + kBadOfficer,
+                 "txtBox(0) txtBox(1)");
+        addCheck("wrong check digit", "ref=CIT|number=1234567-5", kBadCitation + kBadOfficer,
+                 "txtBox(0) txtBox(1)");
+        addCheck("no officer", "", kBadOfficer, "txtBox(1)");
+        addCheck("blank officer", "officer=   ", kBadOfficer, "txtBox(1)");
+        addCheck("unknown officer", "officer=77", kBadOfficer, "txtBox(1)");
+        addCheck("officer who left", "officer=1004", kBadOfficer, "txtBox(1)");
+        addCheck("listed officers instead", "officers=1002,1003", {}, "");
+        addCheck("troop", "officer=77|option=9|troop=3", {}, "");
+        addCheck("troop and district", "option=9|troop=3A", {}, "");
+        addCheck("unknown troop", "option=9|troop=9", kBadTroop, "txtBox(2)");
+        addCheck("unknown district", "option=9|troop=3B", kBadTroop, "txtBox(2)");
+        addCheck("no troop", "option=9", kBadTroop, "txtBox(2)");
+        addCheck("agency", "option=8|agency=SP", {}, "");
+        addCheck("no agency", "option=8", QStringLiteral("Assign to agency is not valid.\r\n"),
+                 "cboFTBox(2)");
+        addCheck("agency not from the list", "option=8|agency=Nobody",
+                 QStringLiteral("Assign to agency is not valid.\r\n"), "cboFTBox(2)");
+    }
+    void checks() {
+        QFETCH(QString, entry);
+        QFETCH(QString, errors);
+        QFETCH(QString, marked);
+        Fixture f;
+        f.fill(entry);
+        QCOMPARE(f.checked(), errors);
+        QCOMPARE(f.markedNames(), marked);
+        QCOMPARE(f.reports(), QString());
     }
 
-    void accountMessagesRunOnWithoutALineBreak() {
-        EntryFixture f;
-        QVERIFY(f.combo(1)->selectCode(QStringLiteral("CIT")));
-        f.box(0)->setText(QStringLiteral("12345678"));
-        QCOMPARE(f.checked(), kInvalidAccount + kBadOfficer);
-        QVERIFY(f.marked(f.box(0)));
-        QVERIFY(f.marked(f.box(1)));
-
-        f.box(0)->setText(QStringLiteral("1234567-5"));
-        QCOMPARE(f.checked(), kBadCitation + kBadOfficer);
-        f.box(1)->setText(QStringLiteral("1002"));
-        QCOMPARE(f.checked(), kBadCitation);
-        f.box(0)->setText(QStringLiteral("1234567-4"));
-        QCOMPARE(f.checked(), QString());
-    }
-
-    void dashedNumberIsPaddedAndCheckedOnlyWithAType() {
-        EntryFixture f;
-        f.box(1)->setText(QStringLiteral("1002"));
-        f.box(0)->setText(QStringLiteral("123-4"));
-        f.spy.calls.clear();
-        QCOMPARE(f.checked(), kNeedsType);
-        QVERIFY(f.spy.startingWith(QStringLiteral("account")).isEmpty());
-
-        QVERIFY(f.combo(1)->selectCode(QStringLiteral("ACC")));
-        f.spy.calls.clear();
-        QCOMPARE(f.checked(), QString());
-        QCOMPARE(f.spy.startingWith(QStringLiteral("account")),
-                 QStringList{QStringLiteral("account ACC 0000123-4")});
-    }
-
-    void officerListTakesThePlaceOfTheOfficerNumber() {
-        EntryFixture f;
-        QCOMPARE(f.checked(), kBadOfficer);
-        QVERIFY(f.marked(f.box(1)));
-
-        f.listOfficers({1002, 1003});
-        QCOMPARE(f.checked(), QString());
-        QVERIFY(!f.marked(f.box(1)));
-        QVERIFY(!f.box(1)->isEnabled());
-    }
-
-    void singleOfficerMustBeActive_data() {
-        QTest::addColumn<QString>("number");
-        QTest::addColumn<bool>("valid");
-        QTest::newRow("active") << QStringLiteral("1002") << true;
-        QTest::newRow("left in 2020") << QStringLiteral("1004") << false;
-        QTest::newRow("unknown") << QStringLiteral("77") << false;
-        QTest::newRow("blank") << QStringLiteral("   ") << false;
-    }
-    void singleOfficerMustBeActive() {
-        QFETCH(QString, number);
-        QFETCH(bool, valid);
-        EntryFixture f;
-        f.box(1)->setText(number);
-        QCOMPARE(f.checked(), valid ? QString() : kBadOfficer);
-        QCOMPARE(f.marked(f.box(1)), !valid);
-    }
-
-    void troopAndDistrict_data() {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("error");
-        QTest::addColumn<QString>("asked");
-        QTest::newRow("troop alone")
-            << QStringLiteral("3") << QString() << QStringLiteral("troop 3");
+    void updateRows_data() {
+        QTest::addColumn<QString>("entry");
+        QTest::addColumn<QStringList>("rows");
+        const QString head = QStringLiteral("ACTION=ADD|OFCR_FRM_ID=1001|ASGNMT_TYP_CD=DEF|"
+                                            "EFCTV_DT=2026-11-22|DUE_DT=2026-11-22|"
+                                            "EXPRTN_DT=2026-11-22|");
+        QTest::newRow("one officer, everything entered")
+            << QStringLiteral("type=001|ref=CIT|number=0000042-2|officer=1003|subject=  Late "
+                              "filing  |comment= Call the owner.\nTwice. ")
+            << QStringList{QStringLiteral(
+                   "ACTION=ADD|OFCR_FRM_ID=1001|ASGNMT_TYP_CD=001|ASGNMT_SBJCT_TXT=Late filing|"
+                   "FORM_NBR=0000042-2|FORM_TYP_CD=CIT|EFCTV_DT=2026-11-22|DUE_DT=2026-12-02|"
+                   "EXPRTN_DT=2026-12-22|OFCR_TO_ID=1003|ASGNMT_CMMT_TXT= Call the "
+                   "owner.\nTwice. ")};
+        QTest::newRow("bare") << QStringLiteral("officer=1002")
+                              << QStringList{head +
+                                             QStringLiteral("OFCR_TO_ID=1002|ASGNMT_CMMT_TXT=")};
+        // The officer number is ignored once the list holds officers.
+        QTest::newRow("listed officers")
+            << QStringLiteral("officer=1002|comment=For you|officers=1003,1001,1002")
+            << QStringList{head + QStringLiteral("OFCR_TO_ID=1003|ASGNMT_CMMT_TXT=For you"),
+                           head + QStringLiteral("OFCR_TO_ID=1001|ASGNMT_CMMT_TXT=For you"),
+                           head + QStringLiteral("OFCR_TO_ID=1002|ASGNMT_CMMT_TXT=For you")};
+        // Inputs of the other options are filled too: only the chosen one is sent.
+        const QString all = QStringLiteral("officer=1002|officers=1003|agency=SP|option=9|");
+        QTest::newRow("troop") << all + QStringLiteral("troop=3")
+                               << QStringList{head + QStringLiteral("TRP_ID=3|ASGNMT_CMMT_TXT=")};
         QTest::newRow("troop and district")
-            << QStringLiteral("3A") << QString() << QStringLiteral("district 3 A");
-        QTest::newRow("unknown troop")
-            << QStringLiteral("9") << kBadTroop << QStringLiteral("troop 9");
-        QTest::newRow("unknown district")
-            << QStringLiteral("4A") << kBadTroop << QStringLiteral("district 4 A");
-        QTest::newRow("empty") << QString() << kBadTroop << QString();
+            << all + QStringLiteral("troop=3a")
+            << QStringList{head + QStringLiteral("TRP_ID=3|TRP_DIST_ID=A|ASGNMT_CMMT_TXT=")};
+        QTest::newRow("agency") << all + QStringLiteral("troop=3a|option=8")
+                                << QStringList{head +
+                                               QStringLiteral("AGNCY_CD=SP|ASGNMT_CMMT_TXT=")};
     }
-    void troopAndDistrict() {
-        QFETCH(QString, typed);
-        QFETCH(QString, error);
-        QFETCH(QString, asked);
-        EntryFixture f;
-        f.option(9)->click();
-        f.type(2, typed);
-        f.spy.calls.clear();
-        QCOMPARE(f.checked(), error);
-        QStringList calls = f.spy.startingWith(QStringLiteral("troop")) +
-                            f.spy.startingWith(QStringLiteral("district"));
-        QCOMPARE(calls.value(0), asked);
-        QVERIFY(calls.size() <= 1);
-        QCOMPARE(f.marked(f.box(2)), !error.isEmpty());
-        // The officer number is not asked for when the assignment goes to a troop.
-        QVERIFY(!f.marked(f.box(1)));
-    }
-
-    void agencyMustBeChosenFromTheList() {
-        EntryFixture f;
-        f.option(8)->click();
-        QCOMPARE(f.checked(), kBadAgency);
-        QVERIFY(f.marked(f.combo(2)));
-        f.combo(2)->setEditText(QStringLiteral("Nobody"));
-        QCOMPARE(f.checked(), kBadAgency);
-        QVERIFY(f.combo(2)->selectCode(QStringLiteral("SP")));
+    void updateRows() {
+        QFETCH(QString, entry);
+        QFETCH(QStringList, rows);
+        Fixture f;
+        f.fill(entry);
         QCOMPARE(f.checked(), QString());
-        QVERIFY(!f.marked(f.combo(2)));
+        const RecordSetPtr sent = f.doc().entry->buildAssignmentRows();
+        QCOMPARE(sent->name(), QStringLiteral("ASSIGNMENT"));
+        QCOMPARE(rowTexts(*sent), rows);
+        QCOMPARE(sent->fields()[1].type, FieldType::Integer);
     }
 
     void hostIsToldWhetherTheEntryCanBeSaved() {
-        EntryFixture f;
+        Fixture f;
+        f.entry();
         auto &notes = f.tp.hostNotes.notes;
-        f.tab();
         notes.clear();
-        // Every edit runs the checks and tells the host.
-        f.type(1, QStringLiteral("1002"));
+        f.type(1, QStringLiteral("1002")); // every edit runs the checks and tells the host
         QCOMPARE(notes.size(), 4);
         QCOMPARE(notes.last(), qMakePair(7, true));
         f.box(1)->setText(QStringLiteral("1004"));
         QCOMPARE(notes.last(), qMakePair(7, false));
-        f.box(1)->setText(QStringLiteral("1003"));
-        QCOMPARE(notes.last(), qMakePair(7, true));
-
         // Nothing entered is nothing to save, even without an error.
-        f.listOfficers({1002});
+        f.fill(QStringLiteral("officers=1002"));
         f.box(1)->clear();
         QCOMPARE(f.checked(), QString());
         QCOMPARE(notes.last(), qMakePair(7, false));
-
-        // The document's own changed test decides when it is given.
-        int asked = 0;
-        f.tab().setDataChangedTest([&asked] {
-            ++asked;
-            return true;
-        });
-        f.tab().CheckEdits();
-        QCOMPARE(asked, 1);
-        QCOMPARE(notes.last(), qMakePair(7, true));
+        QCOMPARE(f.tp.statusBar.last(), QStringLiteral("Ready ...")); // asked the document
     }
 
     void changedMeansDifferentFromTheClearedEntry() {
-        EntryFixture f;
-        QVERIFY(!f.tab().isChanged());
-        auto edits = QList<std::function<void()>>{
-            [&] { f.box(4)->setText(QStringLiteral("Subject")); },
-            [&] { f.comment()->setPlainText(QStringLiteral("Note")); },
-            [&] { f.box(1)->setText(QStringLiteral("1")); },
-            [&] { f.box(0)->setText(QStringLiteral("1")); },
-            [&] { f.combo(0)->selectCode(QStringLiteral("PCE")); },
-            [&] { f.combo(1)->selectCode(QStringLiteral("ACC")); },
-            [&] { f.option(8)->click(); },
-            [&] { f.pick(3, f.today().addDays(3)); },
-        };
-        for (int i = 0; i < edits.size(); ++i) {
-            edits[i]();
-            QVERIFY2(f.tab().isChanged(), QByteArray::number(i));
-            f.tab().ClearNewAssignment();
-            QVERIFY2(!f.tab().isChanged(), QByteArray::number(i));
+        Fixture f;
+        AssignmentEntryTab &e = f.entry();
+        QVERIFY(!e.isChanged());
+        for (const char *step : {"subject=S", "comment=C", "officer=1", "number=1", "type=PCE",
+                                 "ref=ACC", "option=8"}) {
+            f.fill(QLatin1String(step));
+            QVERIFY2(e.isChanged(), step);
+            e.ClearNewAssignment();
+            QVERIFY2(!e.isChanged(), step);
         }
+        f.pick(3, f.today().addDays(3));
+        QVERIFY(e.isChanged());
+        e.ClearNewAssignment();
         // Blanks are nothing entered; the officers list is kept apart from the entry.
-        f.box(4)->setText(QStringLiteral("   "));
-        f.comment()->setPlainText(QStringLiteral("\n "));
-        f.listOfficers({1002});
-        QVERIFY(!f.tab().isChanged());
+        f.fill(QStringLiteral("subject=   |comment=\n |officers=1002"));
+        QVERIFY(!e.isChanged());
     }
 
     void clearingEmptiesTheEntryButKeepsTheOfficers() {
-        EntryFixture f;
-        QPushButton forward;
-        f.tab().setForwardButton(&forward);
-        QVERIFY(f.combo(0)->selectCode(QStringLiteral("001")));
-        QVERIFY(f.combo(1)->selectCode(QStringLiteral("CIT")));
-        QVERIFY(forward.isEnabled());
-        f.box(0)->setText(QStringLiteral("12345678"));
-        f.box(4)->setText(QStringLiteral("Subject"));
-        f.comment()->setPlainText(QStringLiteral("Comment"));
-        f.option(9)->click();
-        f.box(2)->setText(QStringLiteral("9"));
-        f.listOfficers({1002});
-        QVERIFY(!f.checked().isEmpty());
-        QVERIFY(f.marked(f.box(0)));
-        QVERIFY(f.marked(f.box(2)));
-
-        f.tab().ClearNewAssignment();
+        Fixture f;
+        f.fill(QStringLiteral("type=001|ref=CIT|number=12345678|officer=1002|subject=S|comment=C|"
+                              "officers=1003|option=9|troop=9"));
+        QVERIFY(f.button(1)->isEnabled()); // the reference type enables it
+        QCOMPARE(f.checked(), kInvalidAccount + kBadTroop);
+        f.doc().entry->ClearNewAssignment();
         QCOMPARE(f.combo(0)->listIndex(), 0);
         QCOMPARE(f.combo(1)->listIndex(), 0);
-        QCOMPARE(f.box(0)->text(), QString());
-        QCOMPARE(f.box(2)->text(), QString());
-        QCOMPARE(f.box(4)->text(), QString());
+        for (int i : {0, 1, 2, 4})
+            QCOMPARE(f.box(i)->text(), QString());
         QCOMPARE(f.comment()->toPlainText(), QString());
         QVERIFY(f.option(7)->isChecked());
-        for (int i = 2; i <= 4; ++i)
-            QCOMPARE(f.date(i)->date(), f.today());
-        QVERIFY(f.tp.fieldMarks.marked.isEmpty());
-        QVERIFY(!forward.isEnabled());
-        QCOMPARE(f.tab().adoOfficers->recordSet()->count(), 1);
+        QCOMPARE(f.dates(), QList<QDate>(3, f.today()));
+        QCOMPARE(f.markedNames(), QString());
+        QVERIFY(!f.button(1)->isEnabled());
         QCOMPARE(f.tp.hostNotes.notes.last(), qMakePair(7, false));
-        // The day counts of the last type stay for the forward command.
-        QCOMPARE(f.tab().dueDayCount(), qint16(10));
+        QCOMPARE(f.doc().entry->adoOfficers->recordSet()->count(), 1);
+        QCOMPARE(f.doc().entry->dueDayCount(), qint16(10)); // kept for the forward command
 
-        // An emptied entry is not an entry in error, even with no officer to send it to.
-        f.tab().clearOfficers();
+        // An emptied entry is not an entry in error, and keeps no officer it once accepted.
+        f.doc().entry->clearOfficers();
         f.type(1, QStringLiteral("1002"));
-        f.tab().ClearNewAssignment();
-        QVERIFY(!f.marked(f.box(1)));
-        QCOMPARE(f.tab().errorText(), QString());
-        QVERIFY2(f.tp.reporter.reports.isEmpty(), f.reports());
+        f.doc().entry->ClearNewAssignment();
+        QCOMPARE(f.markedNames(), QString());
+        QCOMPARE(f.doc().entry->errorText(), QString());
+        QCOMPARE(f.doc().entry->buildAssignmentRows()->text(u"OFCR_TO_ID"), QString());
+        QCOMPARE(f.reports(), QString());
     }
 };
 

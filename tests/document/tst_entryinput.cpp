@@ -1,36 +1,41 @@
-// Typing into the new-assignment tab: citation completion, key filters, the paste guard and
-// the officer lookup when the officer number is left.
+// Filling the new-assignment tab: the assignment types and the dates they give, the date
+// rules, citation completion, key filters, the paste guard and the officer lookup.
+#include "documentfixture.h"
 #include "test_main.h"
-#include "tst_entryfixture.h"
 
+#include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QMenu>
 
 using namespace korva;
-using namespace korva::entrytest;
+using namespace korva::doctest;
 
 namespace {
 
-// Pastes the clipboard through the box's own context menu, opened by a right click.
-bool pasteFromContextMenu(QLineEdit *box) {
-    // The press, then the context menu the window system raises for it, then the release.
+// A right click on the box, then its context menu as the window system raises it: Paste is
+// chosen from it when `paste` is set, else it is dismissed.
+void contextMenu(QLineEdit *box, bool paste) {
     const QPoint at = box->rect().center();
     QTest::mousePress(box, Qt::RightButton, {}, at);
     QContextMenuEvent request(QContextMenuEvent::Mouse, at, box->mapToGlobal(at));
     QApplication::sendEvent(box, &request);
-    bool pasted = false;
-    if (auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget())) {
-        for (QAction *action : menu->actions()) {
-            if (action->text().remove(u'&').startsWith(u"Paste") && action->isEnabled()) {
-                action->trigger();
-                pasted = true;
-            }
-        }
-        menu->close();
+    auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+    QVERIFY(menu);
+    for (QAction *action : menu->actions()) {
+        if (paste && action->text().remove(u'&').startsWith(u"Paste"))
+            action->trigger();
     }
-    QTest::mouseRelease(box, Qt::RightButton, {}, at);
-    return pasted;
+    menu->close();
+    // The window system gives the button's release to the menu, not to the box.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+QList<int> numbers(const QString &text) {
+    QList<int> out;
+    for (const QString &n : text.split(u',', Qt::SkipEmptyParts))
+        out.append(n.toInt());
+    return out;
 }
 
 } // namespace
@@ -38,137 +43,197 @@ bool pasteFromContextMenu(QLineEdit *box) {
 class TestEntryInput : public QObject {
     Q_OBJECT
 private slots:
+    void typesAreReadOnceForTheUsersRegion() {
+        Fixture f;
+        f.tp.fakeUser.regionCode = QStringLiteral(" ne ");
+        QString code = QStringLiteral("1");
+        f.entry().FormatTypeCode(code);
+        QVERIFY(f.combo(0)->selectCode(QStringLiteral("007")));
+        QCOMPARE(f.combo(0)->text(), QStringLiteral("Follow-up Citation"));
+        QCOMPARE(f.combo(0)->count(), 6); // the types and the empty choice
+        QCOMPARE(f.tp.codeList.queries.filter(QStringLiteral("ZTB_ASGNMT_TYPE")),
+                 QStringList{QStringLiteral(
+                     "Select REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY_CNT, "
+                     "EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND From ZTB_ASGNMT_TYPE Where "
+                     "REGION='NE' Order By ASGNMT_DES")});
+        // The reference types and agencies come from their code tables.
+        QVERIFY(f.combo(1)->selectCode(QStringLiteral("CIT")));
+        QVERIFY(!f.combo(1)->selectCode(QStringLiteral("DOR")));
+        QVERIFY(f.combo(2)->selectCode(QStringLiteral("DOR")));
+    }
+
+    void typeCodeFormatterAndTypeFlags_data() {
+        // code; as formatted; due days, expiration days, creator closes, system generated
+        addRows({{"1", "1;001;10,30,0,0"},
+                 {"7, counts with blanks", "7;007;5,15,1,0"},
+                 {"900, no counts", "900;900;0,0,0,1"},
+                 {"letters", "PCE;PCE;0,0,0,0"},
+                 {"not a type", "42;042;0,0,0,0"},
+                 {"four digits", "1234;1234;0,0,0,0"}});
+    }
+    void typeCodeFormatterAndTypeFlags() {
+        const QStringList v = rowFields();
+        Fixture f;
+        AssignmentEntryTab &e = *f.doc().entry;
+        // After a system-generated type and after one that creator-closes: every flag has to
+        // be reset or set.
+        for (const char *before : {"900", "7"}) {
+            QString other = QLatin1String(before), code = v[0];
+            e.FormatTypeCode(other);
+            e.FormatTypeCode(code);
+            QCOMPARE(code, v[1]);
+            QCOMPARE((QList<int>{e.dueDayCount(), e.expirationDayCount(), e.creatorClosesOnly(),
+                                 e.systemGenerated()}),
+                     numbers(v[2]));
+        }
+        QCOMPARE(f.reports(), QString());
+    }
+
+    void dateRules_data() {
+        // type; dates picked (picker, days from today, ...); effective, due, expiration
+        addRows({{"type", "001;;0,10,30"},
+                 {"type without counts", "PCE;;0,0,0"},
+                 // Due from the chosen effective date, expiration from the due date as it was.
+                 {"future effective goes back to today", "001;2,5;0,15,30"},
+                 {"past effective is kept", "001;2,5,2,-2;-2,8,35"},
+                 // Due before effective becomes the effective date; expiration from the
+                 // due date as it was picked.
+                 {"due before effective", "001;2,-2,3,-5;-2,-2,15"},
+                 {"later due", "001;2,-2,3,4;-2,4,24"},
+                 {"expiration before due", "001;2,-2,3,4,4,1;-2,4,4"},
+                 {"later expiration", "001;2,-2,3,4,4,9;-2,4,9"}});
+    }
+    void dateRules() {
+        const QStringList v = rowFields();
+        Fixture f;
+        f.entry().initialiseDates(f.today().addDays(-30)); // lets the test pick past days
+        QVERIFY(f.combo(0)->selectCode(v[0]));
+        const QList<int> picks = numbers(v[1]);
+        for (qsizetype i = 0; i + 1 < picks.size(); i += 2)
+            f.pick(picks[i], f.today().addDays(picks[i + 1]));
+        QList<int> days;
+        for (const QDate &d : f.dates())
+            days.append(int(f.today().daysTo(d)));
+        QCOMPARE(days, numbers(v[2]));
+        QCOMPARE(f.reports(), QString());
+    }
+
+    void dayCountGapOutOfRangeIsReported() {
+        Fixture f;
+        f.entry();
+        QVERIFY(f.combo(0)->selectCode(QStringLiteral("050"))); // due -20000, expiration 20000
+        QCOMPARE(f.reports(), QString());
+        f.pick(3, f.today().addDays(1));
+        QCOMPARE(f.tp.reporter.reports.value(0).source,
+                 QStringLiteral("KORVA_AssignMaint.CheckDates"));
+        f.pick(4, f.today().addDays(2)); // the gap is never needed for an expiration date
+        QCOMPARE(f.tp.reporter.reports.size(), 1);
+    }
+
+    void leavingTheCodeCombos() {
+        Fixture f;
+        f.entry();
+        QVERIFY(f.combo(0)->selectCode(QStringLiteral("001")));
+        f.leave(f.combo(0));
+        QCOMPARE(f.dates()[2], f.today().addDays(30));
+        // Passing through the empty reference type resets the dates: it always has.
+        f.leave(f.combo(1));
+        QCOMPARE(f.dates(), QList<QDate>(3, f.today()));
+        // The reference type decides cmdButton(1), on a change and on leaving.
+        QVERIFY(f.combo(1)->selectCode(QStringLiteral("ACC")));
+        QVERIFY(f.button(1)->isEnabled());
+        f.combo(1)->clearSelection();
+        QVERIFY(!f.button(1)->isEnabled());
+        f.button(1)->setEnabled(true);
+        f.leave(f.combo(1));
+        QVERIFY(!f.button(1)->isEnabled());
+    }
+
     void citationNumberIsCompletedOnLeaving_data() {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("shown");
         // 0000042: doubling from the right gives 4 + 4 = 8, so the check digit is 2.
-        QTest::newRow("two digits") << QStringLiteral("42") << QStringLiteral("0000042-2");
-        QTest::newRow("seven digits") << QStringLiteral("1234567") << QStringLiteral("1234567-4");
-        QTest::newRow("eight digits stay")
-            << QStringLiteral("12345678") << QStringLiteral("12345678");
-        QTest::newRow("with a dash stays") << QStringLiteral("123-4") << QStringLiteral("123-4");
+        addRows({{"two digits", "42;0000042-2"},
+                 {"seven digits", "1234567;1234567-4"},
+                 {"eight digits stay", "12345678;12345678"},
+                 {"with a dash stays", "123-4;123-4"}});
     }
     void citationNumberIsCompletedOnLeaving() {
-        QFETCH(QString, typed);
-        QFETCH(QString, shown);
-        EntryFixture f;
-        f.type(0, typed);
-        QCOMPARE(f.box(0)->text(), typed);
+        const QStringList v = rowFields();
+        Fixture f;
+        f.entry();
+        f.type(0, v[0]);
+        QCOMPARE(f.box(0)->text(), v[0]);
         f.leave(f.box(0));
-        QCOMPARE(f.box(0)->text(), shown);
-        QVERIFY2(f.tp.reporter.reports.isEmpty(), f.reports());
+        QCOMPARE(f.box(0)->text(), v[1]);
+        QCOMPARE(f.reports(), QString());
     }
 
     void keyFiltersDropRefusedKeysWithABeep() {
-        EntryFixture f;
+        Fixture f;
+        f.entry();
         f.type(1, QStringLiteral("10a.2"));
         QCOMPARE(f.box(1)->text(), QStringLiteral("102"));
         QCOMPARE(f.beeps(), 2);
         f.type(0, QStringLiteral("12-3-x4"));
-        QCOMPARE(f.box(0)->text(), QStringLiteral("12-34"));
-        QCOMPARE(f.beeps(), 4);
-        // Backspace is typing too and passes every filter.
-        QTest::keyClick(f.box(0), Qt::Key_Backspace);
+        QTest::keyClick(f.box(0), Qt::Key_Backspace); // typing too, and let through
         QCOMPARE(f.box(0)->text(), QStringLiteral("12-3"));
         QCOMPARE(f.beeps(), 4);
-        // The subject has no filter.
-        f.type(4, QStringLiteral("a.$-x"));
+        f.type(4, QStringLiteral("a.$-x")); // the subject has no filter
         QCOMPARE(f.box(4)->text(), QStringLiteral("a.$-x"));
-        QCOMPARE(f.beeps(), 4);
-    }
-
-    void troopLettersAreTypedInUpperCase() {
-        EntryFixture f;
         f.option(9)->click();
-        f.type(2, QStringLiteral("3a"));
-        QCOMPARE(f.box(2)->text(), QStringLiteral("3A"));
-        f.type(2, QStringLiteral("b#"));
+        f.type(2, QStringLiteral("3ab#"));
         QCOMPARE(f.box(2)->text(), QStringLiteral("3AB"));
-        QCOMPARE(f.beeps(), 1);
+        QCOMPARE(f.beeps(), 5);
     }
 
-    void rightClickPasteIntoOfficerIsGuarded() {
-        EntryFixture f;
-        f.type(1, QStringLiteral("10"));
-        QGuiApplication::clipboard()->setText(QStringLiteral("12.5"));
-        f.box(1)->selectAll();
-        QVERIFY(pasteFromContextMenu(f.box(1)));
-        QCOMPARE(f.box(1)->text(), QStringLiteral("10"));
-        QCOMPARE(f.beeps(), 1);
-
-        // A number is let through.
-        QGuiApplication::clipboard()->setText(QStringLiteral("1002"));
-        f.box(1)->selectAll();
-        QVERIFY(pasteFromContextMenu(f.box(1)));
-        QCOMPARE(f.box(1)->text(), QStringLiteral("1002"));
-        QCOMPARE(f.beeps(), 1);
-
-        // The guard ends with the click: a later Ctrl+V is not judged.
-        QGuiApplication::clipboard()->setText(QStringLiteral("9.9"));
-        f.box(1)->selectAll();
-        QTest::keyClick(f.box(1), Qt::Key_V, Qt::ControlModifier);
-        QCOMPARE(f.box(1)->text(), QStringLiteral("9.9"));
-        QCOMPARE(f.beeps(), 1);
+    void pasteGuard_data() {
+        // box; how; clipboard; the box's text afterwards ("10" was typed); beeps
+        addRows({{"menu, decimal officer", "1;menu;12.5;10;1"},
+                 {"menu, officer", "1;menu;1002;1002;0"},
+                 {"shift+insert, decimal officer", "1;shift+insert;1.5;10;1"},
+                 // Deliberately unguarded: Ctrl+V pastes whatever the clipboard holds.
+                 {"ctrl+v, decimal officer", "1;ctrl+v;1.5;1.5;0"},
+                 {"menu, wrong citation", "0;menu;1234567-5;10;1"},
+                 {"menu, citation", "0;menu;1234567-4;1234567-4;0"}});
+    }
+    void pasteGuard() {
+        const QStringList v = rowFields();
+        Fixture f;
+        f.fill(QStringLiteral("ref=CIT"));
+        f.type(v[0].toInt(), QStringLiteral("10"));
+        QLineEdit *box = f.box(v[0].toInt());
+        QGuiApplication::clipboard()->setText(v[2]);
+        box->selectAll();
+        if (v[1] == u"menu")
+            contextMenu(box, true);
+        else
+            QTest::keyClick(box, v[1] == u"ctrl+v" ? Qt::Key_V : Qt::Key_Insert,
+                            v[1] == u"ctrl+v" ? Qt::ControlModifier : Qt::ShiftModifier);
+        QCOMPARE(box->text(), v[3]);
+        QCOMPARE(QString::number(f.beeps()), v[4]);
     }
 
     void dismissedContextMenuEndsTheGuard() {
-        EntryFixture f;
-        QVERIFY(f.combo(1)->selectCode(QStringLiteral("CIT")));
+        Fixture f;
+        f.fill(QStringLiteral("ref=CIT"));
         f.box(0)->setFocus();
-        // The window system gives the button's release to the menu, not to the box.
-        const QPoint at = f.box(0)->rect().center();
-        QTest::mousePress(f.box(0), Qt::RightButton, {}, at);
-        QContextMenuEvent request(QContextMenuEvent::Mouse, at, f.box(0)->mapToGlobal(at));
-        QApplication::sendEvent(f.box(0), &request);
-        QWidget *menu = QApplication::activePopupWidget();
-        QVERIFY(menu);
-        menu->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        contextMenu(f.box(0), false);
         // Typing a citation is not judged as a paste on the way.
         f.type(0, QStringLiteral("1234567-4"));
         QCOMPARE(f.box(0)->text(), QStringLiteral("1234567-4"));
         QCOMPARE(f.beeps(), 0);
     }
 
-    void shiftInsertIsGuardedButCtrlVIsNot() {
-        EntryFixture f;
-        f.type(1, QStringLiteral("7"));
-        QGuiApplication::clipboard()->setText(QStringLiteral("1.5"));
-        QTest::keyClick(f.box(1), Qt::Key_Insert, Qt::ShiftModifier);
-        QCOMPARE(f.box(1)->text(), QStringLiteral("7"));
-        QCOMPARE(f.beeps(), 1);
-        // Deliberately unguarded: Ctrl+V pastes whatever the clipboard holds.
-        QTest::keyClick(f.box(1), Qt::Key_V, Qt::ControlModifier);
-        QCOMPARE(f.box(1)->text(), QStringLiteral("71.5"));
-        QCOMPARE(f.beeps(), 1);
-    }
-
-    void pasteIntoAccountNumberIsValidatedForItsType() {
-        EntryFixture f;
-        QVERIFY(f.combo(1)->selectCode(QStringLiteral("CIT")));
-        f.box(0)->setFocus();
-        QGuiApplication::clipboard()->setText(QStringLiteral("1234567-5"));
-        QVERIFY(pasteFromContextMenu(f.box(0)));
-        QCOMPARE(f.box(0)->text(), QString());
-        QCOMPARE(f.beeps(), 1);
-        QGuiApplication::clipboard()->setText(QStringLiteral("1234567-4"));
-        QVERIFY(pasteFromContextMenu(f.box(0)));
-        QCOMPARE(f.box(0)->text(), QStringLiteral("1234567-4"));
-        QCOMPARE(f.beeps(), 1);
-        QVERIFY(f.spy.calls.contains(QStringLiteral("account CIT 1234567-5")));
-    }
-
     void leavingTheOfficerNumberLooksTheOfficerUp() {
-        EntryFixture f;
+        Fixture f;
+        f.entry();
         f.type(1, QStringLiteral("9999"));
         f.leave(f.box(1));
-        QVERIFY(f.marked(f.box(1)));
-
+        QCOMPARE(f.markedNames(), QStringLiteral("txtBox(1)"));
         f.box(1)->clear();
         f.type(1, QStringLiteral("1003"));
         f.leave(f.box(1));
-        QVERIFY(!f.marked(f.box(1)));
-        QCOMPARE(f.tab().buildAssignmentRows()->text(u"OFCR_TO_ID"), QStringLiteral("1003"));
+        QCOMPARE(f.markedNames(), QString());
+        QCOMPARE(f.doc().entry->buildAssignmentRows()->text(u"OFCR_TO_ID"), QStringLiteral("1003"));
     }
 };
 
