@@ -118,6 +118,8 @@ Run searchAndPaint(KORVA_AssignMaint &doc, ReplyArrival &arrival)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     const double arrivedAt = double(t.nsecsElapsed() - arrival.m_seen.nsecsElapsed()) / 1e6;
     run.bindMs = handledAt - arrivedAt;
+    if (qEnvironmentVariableIsSet("KORVA_BENCH_TRACE"))
+        std::printf("  click %.2f arrived %.2f handled %.2f total %.2f\n", clickMs, arrivedAt, handledAt, run.totalMs);
     // The UI thread works while sending and from the reply's arrival to the painted grid;
     // in between it only waits for the broker's worker.
     run.busyMs = clickMs + (run.totalMs - arrivedAt);
