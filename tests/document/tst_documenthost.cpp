@@ -177,65 +177,54 @@ private slots:
         }
     }
 
-    void needSave_data() { addRows({{"no", "no;0"}, {"cancel", "cancel;1"}, {"yes", "yes;1"}}); }
-    void needSave() {
+    void questions_data() {
+        // operation; officer typed; answer; result ("raised": the refusal reaches the caller);
+        // tab shown afterwards; entry cleared; requests sent
+        addRows({{"NeedSave, untouched", "NeedSave;;;false;0;0;1"},
+                 {"NeedSave, no", "NeedSave;1002;no;false;0;0;1"},
+                 {"NeedSave, cancel", "NeedSave;1002;cancel;true;0;0;1"},
+                 {"NeedSave, yes", "NeedSave;1002;yes;true;1;0;2"},
+                 {"FileNew, untouched", "FileNew;;;;1;1;1"},
+                 {"FileNew, no", "FileNew;1002;no;;1;1;1"},
+                 {"FileNew, yes", "FileNew;1002;yes;;1;1;2"},
+                 {"FileNew, cancel", "FileNew;1002;cancel;;1;0;1"},
+                 {"FileNew, yes, refused", "FileNew;9999;yes;;1;0;1"},
+                 {"SaveAssignment, untouched", "SaveAssignment;;;;0;0;1"},
+                 {"SaveAssignment, no", "SaveAssignment;1002;no;;1;0;1"},
+                 {"SaveAssignment, yes", "SaveAssignment;1002;yes;;1;0;2"},
+                 {"SaveAssignment, cancel", "SaveAssignment;1002;cancel;raised;1;0;1"},
+                 {"SaveAssignment, yes, refused", "SaveAssignment;9999;yes;raised;1;0;1"}});
+    }
+    void questions() {
         const QStringList v = rowFields();
         Fixture f;
         f.shown();
-        f.enterValidAssignment();
-        f.tp.boxes.answer(answer(v[0]));
+        f.box(1)->setText(v[1]);
+        f.tp.boxes.answer(answer(v[2]));
         f.tp.mouse.setBusy();
-        QCOMPARE(f.doc().NeedSave(), v[1] == u"1");
-        QCOMPARE(f.boxes().first().prompt,
-                 QStringLiteral("Data has changed. Do you wish to save the changes?"));
-        QCOMPARE(f.boxes().first().style, kQuestionStyle);
-        QCOMPARE(f.sentCount(), v[0] == u"yes" ? 2 : 1);
-        QVERIFY(!f.tp.mouse.busy);
-    }
-
-    void fileNew_data() {
-        // officer typed; answer (none when nothing is asked); cleared; requests sent
-        addRows({{"untouched", ";;1;1"},
-                 {"no", "1002;no;1;1"},
-                 {"yes", "1002;yes;1;2"},
-                 {"cancel", "1002;cancel;0;1"},
-                 {"yes, refused", "9999;yes;0;1"}});
-    }
-    void fileNew() {
-        const QStringList v = rowFields();
-        Fixture f;
-        f.shown();
-        f.box(1)->setText(v[0]);
-        f.tp.boxes.answer(answer(v[1]));
-        f.doc().FileNew();
-        QCOMPARE(f.doc().tabTab->currentIndex(), 1);
-        QCOMPARE(f.boxes().value(0).prompt, v[1].isEmpty() ? QString() : kSaveQuestion);
-        QCOMPARE(f.box(1)->text(), v[2] == u"1" ? QString() : v[0]);
-        QCOMPARE(QString::number(f.sentCount()), v[3]);
-    }
-
-    void saveAssignmentRaisesTheRefusal() {
-        Fixture f;
-        f.shown();
-        f.doc().SaveAssignment(); // nothing entered: no question
-        QCOMPARE(f.boxes().size(), 0);
-        f.enterValidAssignment();
-        f.tp.boxes.answer(MsgAnswer::Cancel);
-        int number = 0;
+        QString result;
         try {
-            f.doc().SaveAssignment();
+            if (v[0] == u"NeedSave")
+                result = QVariant(f.doc().NeedSave()).toString();
+            else if (v[0] == u"FileNew")
+                f.doc().FileNew();
+            else
+                f.doc().SaveAssignment();
         } catch (const ProcError &e) {
-            number = e.number();
+            result = e.number() == -2147220504 ? QStringLiteral("raised") : e.description();
         }
-        QCOMPARE(number, -2147220504);
-        QCOMPARE(f.doc().tabTab->currentIndex(), 1);
+        QCOMPARE(result, v[3]);
+        const QString question =
+            v[0] == u"NeedSave"
+                ? QStringLiteral("Data has changed. Do you wish to save the changes?")
+                : kSaveQuestion;
+        QCOMPARE(f.boxes().value(0).prompt, v[2].isEmpty() ? QString() : question);
+        QCOMPARE(f.boxes().value(0).style, v[2].isEmpty() ? 0 : kQuestionStyle);
+        QCOMPARE(f.doc().tabTab->currentIndex(), v[4].toInt());
+        QCOMPARE(f.box(1)->text(), v[5] == u"1" ? QString() : v[1]);
+        QCOMPARE(QString::number(f.sentCount()), v[6]);
+        QVERIFY(!f.tp.mouse.busy);
         QCOMPARE(f.reports(), QString());
-        f.tp.boxes.answer(MsgAnswer::No);
-        f.doc().SaveAssignment();
-        QCOMPARE(f.sentCount(), 1);
-        f.tp.boxes.answer(MsgAnswer::Yes);
-        f.doc().SaveAssignment();
-        QCOMPARE(f.sentCount(), 2);
     }
 };
 

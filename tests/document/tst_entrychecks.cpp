@@ -41,7 +41,7 @@ class TestEntryChecks : public QObject {
     Q_OBJECT
 private slots:
     void checks_data() {
-        QTest::addColumn<QString>("entry"); // steps, see Fixture::fill
+        QTest::addColumn<QString>("entry"); // steps, see fillEntry
         QTest::addColumn<QString>("errors");
         QTest::addColumn<QString>("marked");
         addCheck("number without type", "number=1234567|officer=1002", kNeedsType, "cboFTBox(1)");
@@ -99,6 +99,10 @@ private slots:
                    "FORM_NBR=0000042-2|FORM_TYP_CD=CIT|EFCTV_DT=2026-11-22|DUE_DT=2026-12-02|"
                    "EXPRTN_DT=2026-12-22|OFCR_TO_ID=1003|ASGNMT_CMMT_TXT= Call the "
                    "owner.\nTwice. ")};
+        // The officer number that was accepted is sent, not what the box shows later.
+        QTest::newRow("typed on after an accepted officer")
+            << QStringLiteral("officer=1002|officer=1002x")
+            << QStringList{head + QStringLiteral("OFCR_TO_ID=1002|ASGNMT_CMMT_TXT=")};
         QTest::newRow("bare") << QStringLiteral("officer=1002")
                               << QStringList{head +
                                              QStringLiteral("OFCR_TO_ID=1002|ASGNMT_CMMT_TXT=")};
