@@ -77,7 +77,9 @@ bool agencyExists(Database &db, const QString &region, const QString &code, cons
 }
 
 bool troopExists(Database &db, const QString &troop, const QString &district) {
-    return !db.scalar(QLatin1String(kSelectTroop), {troop, district}).isNull();
+    // A troop on its own is stored with an empty district, never a null one.
+    const QString d = district.isNull() ? QStringLiteral("") : district;
+    return !db.scalar(QLatin1String(kSelectTroop), {troop, d}).isNull();
 }
 
 bool customerExists(Database &db, const QString &customer) {

@@ -206,7 +206,6 @@ private slots:
                   entry + QStringLiteral("|comment=") + QLatin1String(QTest::currentDataTag()));
         QVERIFY(s.doc->SaveData());
         QVERIFY(s.waitReplies(3));
-        QEXPECT_FAIL("troop", "the back end looks a troop alone up with a null district", Abort);
         QCOMPARE(s.boxes().value(0).prompt, QString());
 
         const RecordSetPtr a =
