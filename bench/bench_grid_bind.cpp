@@ -47,20 +47,19 @@ BrokerReply referenceReply()
                                    {{QStringLiteral("REGION"), FieldType::Text},
                                     {QStringLiteral("ASGNMT_CD"), FieldType::Text},
                                     {QStringLiteral("ASGNMT_DES"), FieldType::Text}});
-    types->appendStorageRow({QStringLiteral("NE"), QStringLiteral("001"),
-                             QStringLiteral("Referral")});
-    types->appendStorageRow({QStringLiteral("NE"), QStringLiteral("PCE"),
-                             QStringLiteral("Payment Correction")});
+    types->appendStorageRow(
+        {QStringLiteral("NE"), QStringLiteral("001"), QStringLiteral("Referral")});
+    types->appendStorageRow(
+        {QStringLiteral("NE"), QStringLiteral("PCE"), QStringLiteral("Payment Correction")});
     reply.recordSets.insert(types->name(), types);
     return reply;
 }
 
-const char *const kBound[] = {"ASGNMT_NBR",       "ASGNMT_TYP_CD", "ASGNMT_STTS_CD",
-                              "OFCR_FRM_ID",      "OFCR_TO_ID",    "OFCR_CRTR_ID",
-                              "ASGNMT_DT",        "EFCTV_DT",      "DUE_DT",
-                              "CLSE_DT",          "ASGNMT_CMMT_TXT", "ASGNMT_SBJCT_TXT",
-                              "FORM_NBR",         "FORM_TYP_CD",   "HIST_CNT"};
-const char *const kDisplay[] = {"Status",          "ASSIGNED_FROM",  "ASSIGNED_TO",
+const char *const kBound[] = {"ASGNMT_NBR", "ASGNMT_TYP_CD", "ASGNMT_STTS_CD",  "OFCR_FRM_ID",
+                              "OFCR_TO_ID", "OFCR_CRTR_ID",  "ASGNMT_DT",       "EFCTV_DT",
+                              "DUE_DT",     "CLSE_DT",       "ASGNMT_CMMT_TXT", "ASGNMT_SBJCT_TXT",
+                              "FORM_NBR",   "FORM_TYP_CD",   "HIST_CNT"};
+const char *const kDisplay[] = {"Status",          "ASSIGNED_FROM",   "ASSIGNED_TO",
                                 "ASSIGNMENT_TYPE", "CITATION_NUMBER", "CITATION_TYPE"};
 
 RecordSetPtr assignments(int rows)
@@ -156,7 +155,8 @@ int main(int argc, char *argv[])
         row.setText(QStringLiteral("CITATION_TYPE"),
                     lookups.codeDescription(QStringLiteral("REFDOCTYP"),
                                             row.text(QStringLiteral("FORM_TYP_CD"))));
-        row.setText(QStringLiteral("Status"), statusText(row.text(QStringLiteral("ASGNMT_STTS_CD"))));
+        row.setText(QStringLiteral("Status"),
+                    statusText(row.text(QStringLiteral("ASGNMT_STTS_CD"))));
         if (type == u"PCE") {
             for (int c = 0; c < row.columnCount(); ++c)
                 row.setCellStyleSet(c, QStringLiteral("RowRed"));

@@ -36,13 +36,15 @@ const QString kFrom = QStringLiteral("1997-01-27");
 
 // CPU time of the whole process (both threads): what the work costs without the waiting
 // for the other thread to be scheduled, which a busy machine adds to the wall time.
-double cpuMs() {
+double cpuMs()
+{
     timespec ts{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
     return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
 }
 
-double median(QList<double> v) {
+double median(QList<double> v)
+{
     std::sort(v.begin(), v.end());
     const qsizetype n = v.size();
     return n % 2 ? v.at(n / 2) : (v.at(n / 2 - 1) + v.at(n / 2)) / 2.0;
@@ -53,7 +55,8 @@ double median(QList<double> v) {
 // lists), which is what the broker's reply holds in typed form; without it every value is
 // read and dropped, the bare cost of stepping through the result.
 int rawFetch(QSqlDatabase &db, qint64 officer, const QString &to, bool keep, double &ms,
-             QList<QList<QVariant>> *kept = nullptr) {
+             QList<QList<QVariant>> *kept = nullptr)
+{
     QElapsedTimer t;
     t.start();
     QSqlQuery q(db);
@@ -89,7 +92,8 @@ int rawFetch(QSqlDatabase &db, qint64 officer, const QString &to, bool keep, dou
     return count;
 }
 
-BrokerRequest listRequest(qint64 officer, const QString &to) {
+BrokerRequest listRequest(qint64 officer, const QString &to)
+{
     BrokerRequest request;
     request.setMessageId(QStringLiteral("KORVA.AssignMaint"));
     request.setVersion(QStringLiteral("1.0"));
@@ -104,7 +108,8 @@ BrokerRequest listRequest(qint64 officer, const QString &to) {
 
 // The reply's rows stay alive in `keep` so that freeing them is not counted.
 int brokerFetch(AsyncBroker &broker, qint64 officer, const QString &to, double &ms,
-                std::unique_ptr<BrokerMessage> &keep) {
+                std::unique_ptr<BrokerMessage> &keep)
+{
     keep = std::make_unique<BrokerMessage>(&broker, nullptr);
     BrokerMessage &message = *keep;
     const BrokerRequest request = listRequest(officer, to);
@@ -127,7 +132,8 @@ int brokerFetch(AsyncBroker &broker, qint64 officer, const QString &to, double &
 
 } // namespace
 
-int main(int argc, char *argv[]) {
+int main(int argc, char *argv[])
+{
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
     qint64 size = 1000000;

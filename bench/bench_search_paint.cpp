@@ -119,7 +119,8 @@ Run searchAndPaint(KORVA_AssignMaint &doc, ReplyArrival &arrival)
     const double arrivedAt = double(t.nsecsElapsed() - arrival.m_seen.nsecsElapsed()) / 1e6;
     run.bindMs = handledAt - arrivedAt;
     if (qEnvironmentVariableIsSet("KORVA_BENCH_TRACE"))
-        std::printf("  click %.2f arrived %.2f handled %.2f total %.2f\n", clickMs, arrivedAt, handledAt, run.totalMs);
+        std::printf("  click %.2f arrived %.2f handled %.2f total %.2f\n", clickMs, arrivedAt,
+                    handledAt, run.totalMs);
     // The UI thread works while sending and from the reply's arrival to the painted grid;
     // in between it only waits for the broker's worker.
     run.busyMs = clickMs + (run.totalMs - arrivedAt);
@@ -223,9 +224,8 @@ int main(int argc, char *argv[])
         }
         const double ratio = median(searchMs) / median(rawMs);
         ok = ok && ratio <= 1.2 && median(busyMs) <= 20.0;
-        std::printf("%-8s %7d %8.2f %10.2f %7.3f %8.2f %8.2f %8.2f\n", name, rows,
-                    median(rawMs), median(searchMs), ratio, median(busyMs), median(bindMs),
-                    median(paintMs));
+        std::printf("%-8s %7d %8.2f %10.2f %7.3f %8.2f %8.2f %8.2f\n", name, rows, median(rawMs),
+                    median(searchMs), ratio, median(busyMs), median(bindMs), median(paintMs));
     }
     std::printf("targets: search at most 1.2 x raw fetch, UI busy at most 20 ms -> %s\n",
                 ok ? "met" : "NOT met");

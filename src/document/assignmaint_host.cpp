@@ -17,13 +17,15 @@ namespace {
 
 const QString kSaveQuestion = QStringLiteral("Would you like to save this new assignment?");
 
-int ask(const QString &prompt, int style) {
+int ask(const QString &prompt, int style)
+{
     if (!platform().messages)
         raiseError(kComponentError, QStringLiteral("No message boxes are available."));
     return platform().messages->msgBox(prompt, style, modMessageTitle::MessageTitle());
 }
 
-int askYesNoCancel(const QString &prompt) {
+int askYesNoCancel(const QString &prompt)
+{
     return ask(prompt, MsgStyle::YesNoCancel + MsgStyle::Question);
 }
 
@@ -37,7 +39,8 @@ const char *const kParameterColumns[] = {
 
 } // namespace
 
-bool KORVA_AssignMaint::DataChanged() {
+bool KORVA_AssignMaint::DataChanged()
+{
     bool changed = false;
     guard(u"KORVA_AssignMaint.DataChanged", [&] {
         status(QStringLiteral("Checking Document Data ..."));
@@ -47,7 +50,8 @@ bool KORVA_AssignMaint::DataChanged() {
     return changed;
 }
 
-void KORVA_AssignMaint::BeforeUnload() {
+void KORVA_AssignMaint::BeforeUnload()
+{
     guard(u"KORVA_AssignMaint.BeforeUnload", [&] {
         ConfigureToolbar(true);
         if (platform().shell)
@@ -61,7 +65,8 @@ void KORVA_AssignMaint::BeforeUnload() {
     });
 }
 
-bool KORVA_AssignMaint::SaveData() {
+bool KORVA_AssignMaint::SaveData()
+{
     bool sent = false;
     guard(u"KORVA_AssignMaint.SaveData", [&] {
         entry->CheckEdits();
@@ -80,7 +85,8 @@ bool KORVA_AssignMaint::SaveData() {
     return sent;
 }
 
-void KORVA_AssignMaint::SaveNewAssignment() {
+void KORVA_AssignMaint::SaveNewAssignment()
+{
     // No handler of its own would hide a failed send from SaveData; the error is reported
     // here and the save then refused.
     const bool ok = guard(u"KORVA_AssignMaint.SaveNewAssignment", [&] {
@@ -94,7 +100,8 @@ void KORVA_AssignMaint::SaveNewAssignment() {
         raiseQuiet();
 }
 
-bool KORVA_AssignMaint::CloseDocument() {
+bool KORVA_AssignMaint::CloseDocument()
+{
     bool result = false;
     guard(u"KORVA_AssignMaint.CloseDocument", [&] {
         if (!DataChanged()) {
@@ -128,7 +135,8 @@ bool KORVA_AssignMaint::CloseDocument() {
     return result;
 }
 
-bool KORVA_AssignMaint::NeedSave() {
+bool KORVA_AssignMaint::NeedSave()
+{
     bool result = false;
     guard(u"KORVA_AssignMaint.NeedSave", [&] {
         if (!DataChanged())
@@ -149,7 +157,8 @@ bool KORVA_AssignMaint::NeedSave() {
     return result;
 }
 
-void KORVA_AssignMaint::FileNew() {
+void KORVA_AssignMaint::FileNew()
+{
     guard(u"KORVA_AssignMaint.FileNew", [&] {
         tabTab->setCurrentIndex(1);
         if (DataChanged()) {
@@ -166,7 +175,8 @@ void KORVA_AssignMaint::FileNew() {
     });
 }
 
-void KORVA_AssignMaint::SaveAssignment() {
+void KORVA_AssignMaint::SaveAssignment()
+{
     guard(
         u"KORVA_AssignMaint.SaveAssignment",
         [&] {
@@ -184,11 +194,13 @@ void KORVA_AssignMaint::SaveAssignment() {
         Quiet::Propagate);
 }
 
-void KORVA_AssignMaint::BeforeUnload_BackupForPersist() {
+void KORVA_AssignMaint::BeforeUnload_BackupForPersist()
+{
     // Kept for the host contract: the document has no persisted state to back up.
 }
 
-QString KORVA_AssignMaint::AssembleParameters() {
+QString KORVA_AssignMaint::AssembleParameters()
+{
     QString parameters;
     guard(u"KORVA_AssignMaint.AssembleParameters", [&] {
         QStringList values;

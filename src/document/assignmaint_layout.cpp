@@ -19,11 +19,13 @@ namespace korva {
 
 namespace {
 
-QString indexed(const char *array, int index) {
+QString indexed(const char *array, int index)
+{
     return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
 }
 
-QRadioButton *radio(const QString &caption, const QString &name, QWidget *parent) {
+QRadioButton *radio(const QString &caption, const QString &name, QWidget *parent)
+{
     auto *b = new QRadioButton(caption, parent);
     b->setObjectName(name);
     return b;
@@ -72,7 +74,8 @@ constexpr GridColumn kAssignmentColumns[] = {
 
 } // namespace
 
-void KORVA_AssignMaint::buildControls() {
+void KORVA_AssignMaint::buildControls()
+{
     setObjectName(documentIdentity());
     mZelbMessage = new BrokerMessage(this);
     mZelbMessage->setObjectName(QStringLiteral("mZelbMessage"));
@@ -97,7 +100,8 @@ void KORVA_AssignMaint::buildControls() {
     layout->addWidget(tabTab);
 }
 
-QWidget *KORVA_AssignMaint::buildListTab() {
+QWidget *KORVA_AssignMaint::buildListTab()
+{
     auto *page = new QWidget;
     page->setObjectName(QStringLiteral("fraList"));
 

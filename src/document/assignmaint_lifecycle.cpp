@@ -23,14 +23,16 @@ const QString kClosersGroup = QStringLiteral("ASSIGNMENTCLOSERS");
 
 // The grids set up their selection and record selectors themselves; what is left is how
 // the assignment list uses its width.
-void setUpAssignmentGrid(DataGrid *grid) {
+void setUpAssignmentGrid(DataGrid *grid)
+{
     grid->horizontalHeader()->setStretchLastSection(true);
     grid->setAlternatingRowColors(true);
 }
 
 } // namespace
 
-void KORVA_AssignMaint::UserDocument_Show() {
+void KORVA_AssignMaint::UserDocument_Show()
+{
     guard(u"KORVA_AssignMaint.UserDocument_Show", [&] {
         // The platform's shared services exist before any document; nothing to create here.
         grdAssignment->styleSet(QStringLiteral("RowRed")).setForeColorValue(255);
@@ -55,7 +57,8 @@ void KORVA_AssignMaint::UserDocument_Show() {
     });
 }
 
-void KORVA_AssignMaint::ApplyStartupRights() {
+void KORVA_AssignMaint::ApplyStartupRights()
+{
     m_assignmentRight = platform().user->hasRight(kAssignmentRight);
     tabTab->setTabEnabled(1, m_assignmentRight);
 
@@ -64,7 +67,8 @@ void KORVA_AssignMaint::ApplyStartupRights() {
     chkBox[2]->setChecked(m_assignmentClosers);
 }
 
-void KORVA_AssignMaint::InitializeSettings() {
+void KORVA_AssignMaint::InitializeSettings()
+{
     guard(u"KORVA_AssignMaint.InitializeSettings", [&] {
         ApplyStartupRights();
 
@@ -85,7 +89,8 @@ void KORVA_AssignMaint::InitializeSettings() {
     });
 }
 
-void KORVA_AssignMaint::SetTabOrder() {
+void KORVA_AssignMaint::SetTabOrder()
+{
     guard(u"KORVA_AssignMaint.SetTabOrder", [&] {
         QList<QWidget *> chain{dtpFTDate[0], dtpFTDate[1], optButton[3],      optSent,
                                optButton[1], optButton[2], optCurrentOfficer, optAllOfficers,
@@ -97,7 +102,8 @@ void KORVA_AssignMaint::SetTabOrder() {
     });
 }
 
-void KORVA_AssignMaint::ConfigureToolbar(bool flag) {
+void KORVA_AssignMaint::ConfigureToolbar(bool flag)
+{
     if (!platform().shell)
         return;
     for (int button : {9, 8, 7, 12, 14})

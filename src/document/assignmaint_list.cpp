@@ -20,7 +20,8 @@ const QDate kEarliestAssignment(1997, 1, 27);
 
 } // namespace
 
-void KORVA_AssignMaint::LoadMyAssignments() {
+void KORVA_AssignMaint::LoadMyAssignments()
+{
     guard(u"KORVA_AssignMaint.LoadMyAssignments", [&] {
         const QDate from = dtpFTDate[0]->hasValue() ? dtpFTDate[0]->date() : kEarliestAssignment;
         const QDate to = dtpFTDate[1]->date();
@@ -54,13 +55,15 @@ void KORVA_AssignMaint::LoadMyAssignments() {
     });
 }
 
-QString KORVA_AssignMaint::officerFilter() const {
+QString KORVA_AssignMaint::officerFilter() const
+{
     const QString field =
         optButton[3]->isChecked() ? QStringLiteral("OFCR_TO_ID") : QStringLiteral("OFCR_FRM_ID");
     return field + QStringLiteral(" = ") + QString::number(m_officerId);
 }
 
-void KORVA_AssignMaint::RefreshGrid() {
+void KORVA_AssignMaint::RefreshGrid()
+{
     guard(u"KORVA_AssignMaint.RefreshGrid", [&] {
         const RecordSetPtr rows = mZelbMessage->recordSet(MessageID, QStringLiteral("ASSIGNMENT"));
         if (!rows) {
@@ -80,7 +83,8 @@ void KORVA_AssignMaint::RefreshGrid() {
     });
 }
 
-void KORVA_AssignMaint::ProcessOptCurrentOfficer() {
+void KORVA_AssignMaint::ProcessOptCurrentOfficer()
+{
     guard(u"KORVA_AssignMaint.ProcessOptCurrentOfficer", [&] {
         const RecordSetPtr &rows = adoAssignment->recordSet();
         if (!rows)
@@ -91,7 +95,8 @@ void KORVA_AssignMaint::ProcessOptCurrentOfficer() {
     });
 }
 
-void KORVA_AssignMaint::ProcessOptAllOfficers() {
+void KORVA_AssignMaint::ProcessOptAllOfficers()
+{
     guard(u"KORVA_AssignMaint.ProcessOptAllOfficers", [&] {
         const RecordSetPtr &rows = adoAssignment->recordSet();
         if (!rows)
@@ -102,7 +107,8 @@ void KORVA_AssignMaint::ProcessOptAllOfficers() {
     });
 }
 
-void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity) {
+void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
+{
     ReplyRoutes routes;
     routes.enableTabs = [this](bool on) {
         tabTab->setEnabled(on);
@@ -125,7 +131,8 @@ void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity) {
                     m_flags, routes);
 }
 
-void KORVA_AssignMaint::mZelbMessage_MsgTimeout(const QString &identity) {
+void KORVA_AssignMaint::mZelbMessage_MsgTimeout(const QString &identity)
+{
     Q_UNUSED(identity)
     guard(u"KORVA_AssignMaint.mZelbMessage_MsgTimeout", [&] { m_flags.TimedOut = true; });
 }

@@ -14,7 +14,8 @@ namespace korva {
 
 namespace {
 
-QString officerDisplayName(const QString &idText) {
+QString officerDisplayName(const QString &idText)
+{
     bool ok = false;
     const int id = idText.trimmed().toInt(&ok);
     if (!ok || !platform().lookups)
@@ -27,7 +28,8 @@ QString officerDisplayName(const QString &idText) {
 }
 
 // The Status column's text; a null string leaves the cell as it is.
-QString statusText(const QString &code) {
+QString statusText(const QString &code)
+{
     if (code == u"O")
         return QStringLiteral("Open");
     if (code == u"C")
@@ -41,7 +43,8 @@ QString statusText(const QString &code) {
 
 } // namespace
 
-void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row) {
+void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row)
+{
     guard(u"KORVA_AssignMaint.grdAssignment_RowLoaded", [&] {
         if (row.isEmpty())
             return;
@@ -74,7 +77,8 @@ void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row) {
     });
 }
 
-void KORVA_AssignMaint::grdAssignment_Click() {
+void KORVA_AssignMaint::grdAssignment_Click()
+{
     guard(u"KORVA_AssignMaint.grdAssignment_Click", [&] {
         if (grdAssignment->currentRow() < 0)
             return;
@@ -98,7 +102,8 @@ void KORVA_AssignMaint::grdAssignment_Click() {
     });
 }
 
-void KORVA_AssignMaint::SetGridBolding(DataGrid *grid) {
+void KORVA_AssignMaint::SetGridBolding(DataGrid *grid)
+{
     guard(u"KORVA_AssignMaint.SetGridBolding", [&] {
         grid->styleSet(QStringLiteral("UNBOLD")).setBold(false);
         QFont bold = grid->font();

@@ -26,11 +26,13 @@ namespace korva {
 
 namespace {
 
-QString indexed(const char *array, int index) {
+QString indexed(const char *array, int index)
+{
     return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
 }
 
-QLabel *buddyLabel(const QString &caption, QWidget *buddy, QWidget *parent) {
+QLabel *buddyLabel(const QString &caption, QWidget *buddy, QWidget *parent)
+{
     auto *label = new QLabel(caption, parent);
     label->setBuddy(buddy);
     return label;
@@ -39,7 +41,8 @@ QLabel *buddyLabel(const QString &caption, QWidget *buddy, QWidget *parent) {
 } // namespace
 
 AssignmentEntryTab::AssignmentEntryTab(QWidget *parent)
-    : QWidget(parent) {
+    : QWidget(parent)
+{
     setObjectName(QStringLiteral("tabNewAssignment"));
     createControls();
     setCaptionsAndLimits();
@@ -59,14 +62,16 @@ AssignmentEntryTab::AssignmentEntryTab(QWidget *parent)
     connectHandlers();
 }
 
-AssignmentEntryTab::~AssignmentEntryTab() {
+AssignmentEntryTab::~AssignmentEntryTab()
+{
     // A context menu still open outlives this part of the object; it must not call back.
     const QList<QMenu *> menus = findChildren<QMenu *>();
     for (QMenu *menu : menus)
         disconnect(menu, nullptr, this, nullptr);
 }
 
-void AssignmentEntryTab::createControls() {
+void AssignmentEntryTab::createControls()
+{
     for (int i = 0; i < 3; ++i) {
         cboFTBox[i] = new KORVA_CodesCombo(this);
         cboFTBox[i]->setObjectName(indexed("cboFTBox", i));
@@ -105,7 +110,8 @@ void AssignmentEntryTab::createControls() {
     grdOfficers->setDataControl(adoOfficers);
 }
 
-void AssignmentEntryTab::setCaptionsAndLimits() {
+void AssignmentEntryTab::setCaptionsAndLimits()
+{
     optButton[7]->setText(tr("&Officer"));
     optButton[8]->setText(tr("A&gency"));
     optButton[9]->setText(tr("&Troop/District"));
@@ -145,7 +151,8 @@ void AssignmentEntryTab::setCaptionsAndLimits() {
         dtpFTDate[i]->setToolTip(dateTip);
 }
 
-void AssignmentEntryTab::layoutControls() {
+void AssignmentEntryTab::layoutControls()
+{
     auto *assignment = new QGroupBox(tr("Assignment"), this);
     assignment->setObjectName(QStringLiteral("fraAssignment"));
     auto *a = new QGridLayout(assignment);
@@ -216,7 +223,8 @@ void AssignmentEntryTab::layoutControls() {
     page->addWidget(comment, 2);
 }
 
-void AssignmentEntryTab::connectHandlers() {
+void AssignmentEntryTab::connectHandlers()
+{
     for (int i = 0; i < 3; ++i) {
         connect(cboFTBox[i], &KORVA_CodesCombo::Change, this, [this, i] { cboFTBox_Change(i); });
         cboFTBox[i]->installEventFilter(this);
@@ -245,7 +253,8 @@ void AssignmentEntryTab::connectHandlers() {
     connect(adoOfficers, &DataControl::recordSetChanged, this, [this] { UpdateAssignToInputs(); });
 }
 
-void AssignmentEntryTab::UpdateAssignToInputs() {
+void AssignmentEntryTab::UpdateAssignToInputs()
+{
     const bool officer = optButton[7]->isChecked();
     txtBox[1]->setEnabled(officer && !officersListed());
     grdOfficers->setEnabled(officer);
@@ -255,26 +264,31 @@ void AssignmentEntryTab::UpdateAssignToInputs() {
     txtBox[2]->setEnabled(optButton[9]->isChecked());
 }
 
-void AssignmentEntryTab::setForwardButton(QPushButton *button) {
+void AssignmentEntryTab::setForwardButton(QPushButton *button)
+{
     m_forwardButton = button;
 }
 
-void AssignmentEntryTab::setDataChangedTest(std::function<bool()> test) {
+void AssignmentEntryTab::setDataChangedTest(std::function<bool()> test)
+{
     m_dataChanged = std::move(test);
 }
 
-void AssignmentEntryTab::setOfficerId(qint16 id) {
+void AssignmentEntryTab::setOfficerId(qint16 id)
+{
     m_officerId = id;
 }
 
-void AssignmentEntryTab::initialiseDates(const QDate &day) {
+void AssignmentEntryTab::initialiseDates(const QDate &day)
+{
     for (int i = 2; i <= 4; ++i) {
         dtpFTDate[i]->setMinDate(day);
         dtpFTDate[i]->setValue(day);
     }
 }
 
-void AssignmentEntryTab::clearOfficers() {
+void AssignmentEntryTab::clearOfficers()
+{
     guard(u"KORVA_AssignMaint.ProcessCmdClearClick", [&] {
         grdOfficers->setRedraw(false);
         adoOfficers->setRecordSet(RecordSet::create(
@@ -287,11 +301,13 @@ void AssignmentEntryTab::clearOfficers() {
     });
 }
 
-bool AssignmentEntryTab::officersListed() const {
+bool AssignmentEntryTab::officersListed() const
+{
     return adoOfficers && adoOfficers->recordSet() && adoOfficers->recordSet()->count() > 0;
 }
 
-void AssignmentEntryTab::grdOfficers_RowLoaded(GridRow &row) {
+void AssignmentEntryTab::grdOfficers_RowLoaded(GridRow &row)
+{
     guard(u"KORVA_AssignMaint.grdOfficers_RowLoaded", [&] {
         if (row.isEmpty())
             return;
@@ -303,7 +319,8 @@ void AssignmentEntryTab::grdOfficers_RowLoaded(GridRow &row) {
     });
 }
 
-QDate AssignmentEntryTab::today() const {
+QDate AssignmentEntryTab::today() const
+{
     return platform().clock ? platform().clock->today() : QDate::currentDate();
 }
 

@@ -18,17 +18,20 @@ namespace {
 
 constexpr QStringView kCrLf = u"\r\n";
 
-FieldMarks &marks() {
+FieldMarks &marks()
+{
     return *platform().marks;
 }
 
-Validators &validators() {
+Validators &validators()
+{
     return *platform().validators;
 }
 
 } // namespace
 
-void AssignmentEntryTab::CheckEdits() {
+void AssignmentEntryTab::CheckEdits()
+{
     guard(u"KORVA_AssignMaint.CheckEdits", [&] {
         m_errorText.clear();
         marks().ClearFieldError(txtBox[0]);
@@ -102,7 +105,8 @@ void AssignmentEntryTab::CheckEdits() {
     });
 }
 
-void AssignmentEntryTab::SplitTroopDistrict() {
+void AssignmentEntryTab::SplitTroopDistrict()
+{
     guard(u"KORVA_AssignMaint.SplitTroopDistrict", [&] {
         const QString text = txtBox[2]->text().trimmed();
         Troop = text.left(1);
@@ -110,7 +114,8 @@ void AssignmentEntryTab::SplitTroopDistrict() {
     });
 }
 
-bool AssignmentEntryTab::CheckTroopAndDistrict() {
+bool AssignmentEntryTab::CheckTroopAndDistrict()
+{
     bool valid = false;
     guard(u"KORVA_AssignMaint.CheckTroopAndDistrict", [&] {
         SplitTroopDistrict();
@@ -126,7 +131,8 @@ bool AssignmentEntryTab::CheckTroopAndDistrict() {
     return valid;
 }
 
-bool AssignmentEntryTab::isChanged() const {
+bool AssignmentEntryTab::isChanged() const
+{
     auto comboUsed = [](const KORVA_CodesCombo *combo) {
         return combo->listIndex() != 0 || !combo->text().trimmed().isEmpty();
     };
@@ -143,7 +149,8 @@ bool AssignmentEntryTab::isChanged() const {
            !txtComment->toPlainText().trimmed().isEmpty() || !optButton[7]->isChecked();
 }
 
-void AssignmentEntryTab::ClearNewAssignment() {
+void AssignmentEntryTab::ClearNewAssignment()
+{
     // The per-edit checks stay quiet while the entry is emptied: run halfway they would mark
     // the officer number of an entry that is merely empty.
     m_clearing = true;

@@ -9,13 +9,15 @@ namespace korva {
 
 namespace {
 
-QDate plusDays(const QDate &day, qint16 count) {
+QDate plusDays(const QDate &day, qint16 count)
+{
     return day.isValid() ? day.addDays(count) : day;
 }
 
 } // namespace
 
-void AssignmentEntryTab::CheckDates(int index) {
+void AssignmentEntryTab::CheckDates(int index)
+{
     guard(u"KORVA_AssignMaint.CheckDates", [&] {
         // All three are read before any is corrected: the rules below work from the values
         // as the user left them, which is why the expiration follows the earlier due date.
@@ -48,7 +50,8 @@ void AssignmentEntryTab::CheckDates(int index) {
     });
 }
 
-void AssignmentEntryTab::setAllDatesToToday() {
+void AssignmentEntryTab::setAllDatesToToday()
+{
     const QDate day = today();
     for (int i = 2; i <= 4; ++i)
         dtpFTDate[i]->setValue(day);

@@ -24,19 +24,22 @@ namespace {
 constexpr int kKeyInsert = 45;
 constexpr int kShiftOnly = 1;
 
-void beep() {
+void beep()
+{
     if (platform().beeper)
         platform().beeper->beep();
 }
 
 // Focus that goes to a popup (a context menu, a combo's list) or another window has not
 // left the control.
-bool leftTheControl(const QEvent *event) {
+bool leftTheControl(const QEvent *event)
+{
     const Qt::FocusReason reason = static_cast<const QFocusEvent *>(event)->reason();
     return reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason;
 }
 
-int shiftState(const QKeyEvent *key) {
+int shiftState(const QKeyEvent *key)
+{
     const Qt::KeyboardModifiers m = key->modifiers();
     return (m & Qt::ShiftModifier ? 1 : 0) | (m & Qt::ControlModifier ? 2 : 0) |
            (m & Qt::AltModifier ? 4 : 0);
@@ -44,7 +47,8 @@ int shiftState(const QKeyEvent *key) {
 
 // The character a key press types, as its code; 0 for keys that type nothing. Shortcuts
 // (Ctrl+V and the like) and control characters other than backspace are not typing.
-int typedCharacter(const QKeyEvent *key) {
+int typedCharacter(const QKeyEvent *key)
+{
     if (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
         return 0;
     const QString text = key->text();
@@ -56,7 +60,8 @@ int typedCharacter(const QKeyEvent *key) {
 
 } // namespace
 
-int AssignmentEntryTab::textBoxIndex(const QObject *object) const {
+int AssignmentEntryTab::textBoxIndex(const QObject *object) const
+{
     for (int i = 0; i < int(txtBox.size()); ++i) {
         if (txtBox[i] && txtBox[i] == object)
             return i;
@@ -64,7 +69,8 @@ int AssignmentEntryTab::textBoxIndex(const QObject *object) const {
     return -1;
 }
 
-int AssignmentEntryTab::comboIndex(const QObject *object) const {
+int AssignmentEntryTab::comboIndex(const QObject *object) const
+{
     for (int i = 0; i < int(cboFTBox.size()); ++i) {
         if (cboFTBox[i] && cboFTBox[i] == object)
             return i;
@@ -72,7 +78,8 @@ int AssignmentEntryTab::comboIndex(const QObject *object) const {
     return -1;
 }
 
-bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event) {
+bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event)
+{
     const int box = textBoxIndex(watched);
     if (box >= 0) {
         switch (event->type()) {
@@ -123,14 +130,16 @@ bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event) {
 // The box's own menu, but the release of the right button goes to the menu, not the box:
 // the mouse-up that ends a right-button paste is taken from the menu's end instead, after
 // any paste chosen in it.
-void AssignmentEntryTab::showContextMenu(int index, const QPoint &globalPos) {
+void AssignmentEntryTab::showContextMenu(int index, const QPoint &globalPos)
+{
     QMenu *menu = txtBox[index]->createStandardContextMenu();
     menu->setAttribute(Qt::WA_DeleteOnClose);
     connect(menu, &QObject::destroyed, this, [this, index] { txtBox_MouseUp(index); });
     menu->popup(globalPos);
 }
 
-void AssignmentEntryTab::txtBox_MouseDown(int index, Qt::MouseButton button) {
+void AssignmentEntryTab::txtBox_MouseDown(int index, Qt::MouseButton button)
+{
     if (button == Qt::LeftButton || index == 3) {
         m_mousePaste = false;
         m_textBeforePaste.clear();
@@ -140,23 +149,27 @@ void AssignmentEntryTab::txtBox_MouseDown(int index, Qt::MouseButton button) {
     }
 }
 
-void AssignmentEntryTab::txtBox_MouseUp(int) {
+void AssignmentEntryTab::txtBox_MouseUp(int)
+{
     m_mousePaste = false;
 }
 
-void AssignmentEntryTab::txtBox_KeyDown(int index, int keyCode, int shift) {
+void AssignmentEntryTab::txtBox_KeyDown(int index, int keyCode, int shift)
+{
     if (keyCode == kKeyInsert && shift == kShiftOnly) {
         m_keyPaste = true;
         m_textBeforePaste = boxText(index);
     }
 }
 
-void AssignmentEntryTab::txtBox_KeyUp(int) {
+void AssignmentEntryTab::txtBox_KeyUp(int)
+{
     m_keyPaste = false;
     m_textBeforePaste.clear();
 }
 
-bool AssignmentEntryTab::txtBox_KeyPress(int index, int &keyAscii) {
+bool AssignmentEntryTab::txtBox_KeyPress(int index, int &keyAscii)
+{
     bool accepted = true;
     guard(u"KORVA_AssignMaint.txtBox_KeyPress", [&] {
         KeyFilters &keys = *platform().keys;
@@ -182,7 +195,8 @@ bool AssignmentEntryTab::txtBox_KeyPress(int index, int &keyAscii) {
     return accepted;
 }
 
-void AssignmentEntryTab::txtBox_Change(int index) {
+void AssignmentEntryTab::txtBox_Change(int index)
+{
     if (m_clearing)
         return;
     guard(u"KORVA_AssignMaint.txtBox_Change", [&] {
@@ -208,7 +222,8 @@ void AssignmentEntryTab::txtBox_Change(int index) {
     });
 }
 
-void AssignmentEntryTab::txtBox_LostFocus(int index) {
+void AssignmentEntryTab::txtBox_LostFocus(int index)
+{
     guard(u"KORVA_AssignMaint.txtBox_LostFocus", [&] {
         if (index == 0) {
             const QString number = txtBox[0]->text().trimmed();
@@ -239,7 +254,8 @@ void AssignmentEntryTab::txtBox_LostFocus(int index) {
     });
 }
 
-QString AssignmentEntryTab::boxText(int index) const {
+QString AssignmentEntryTab::boxText(int index) const
+{
     if (index == 3)
         return QString();
     return txtBox[index] ? txtBox[index]->text() : QString();

@@ -19,7 +19,8 @@ using Addressee = QList<QPair<QString, QString>>;
 
 } // namespace
 
-RecordSetPtr AssignmentEntryTab::buildAssignmentRows() {
+RecordSetPtr AssignmentEntryTab::buildAssignmentRows()
+{
     using modAssignMaint::DB2Date;
     auto rows = RecordSet::create(QStringLiteral("ASSIGNMENT"));
     rows->addField({QStringLiteral("ACTION"), FieldType::Text});

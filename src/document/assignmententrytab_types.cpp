@@ -15,11 +15,13 @@ namespace korva {
 
 namespace {
 
-QString userRegion() {
+QString userRegion()
+{
     return platform().user ? platform().user->region() : QString();
 }
 
-QString typeQuery(const QString &region) {
+QString typeQuery(const QString &region)
+{
     const QStringList pieces{QStringLiteral("Select "),
                              QStringLiteral("REGION"),
                              QStringLiteral(", ASGNMT_CD,"),
@@ -35,7 +37,8 @@ QString typeQuery(const QString &region) {
 }
 
 // A day count as the type table holds it: text, blank meaning none.
-bool readDayCount(const RecordSet &row, QStringView field, qint16 &count) {
+bool readDayCount(const RecordSet &row, QStringView field, qint16 &count)
+{
     const QString text = row.text(field).trimmed();
     if (text.isEmpty())
         return false;
@@ -45,7 +48,8 @@ bool readDayCount(const RecordSet &row, QStringView field, qint16 &count) {
 
 } // namespace
 
-RecordSetPtr AssignmentEntryTab::assignmentTypes() {
+RecordSetPtr AssignmentEntryTab::assignmentTypes()
+{
     if (!m_types) {
         const QString region = userRegion().trimmed().toUpper();
         RecordSetPtr rows = platform().codes->openQuery(typeQuery(region));
@@ -56,12 +60,14 @@ RecordSetPtr AssignmentEntryTab::assignmentTypes() {
     return m_types;
 }
 
-void AssignmentEntryTab::LoadTypeCombo() {
+void AssignmentEntryTab::LoadTypeCombo()
+{
     cboFTBox[0]->fillFromRecordSet(*assignmentTypes(), QStringLiteral("ASGNMT_CD"),
                                    QStringLiteral("ASGNMT_DES"));
 }
 
-void AssignmentEntryTab::FormatTypeCode(QString &code) {
+void AssignmentEntryTab::FormatTypeCode(QString &code)
+{
     // "00#": numeric codes get at least three digits ("7" is "007"); others stay as they are.
     if (IsNumeric(code)) {
         const long long value = std::llround(numericValue(code));
@@ -71,7 +77,8 @@ void AssignmentEntryTab::FormatTypeCode(QString &code) {
     GetAdditionalInfoTxt(code);
 }
 
-void AssignmentEntryTab::GetAdditionalInfoTxt(const QString &code) {
+void AssignmentEntryTab::GetAdditionalInfoTxt(const QString &code)
+{
     guard(u"KORVA_AssignMaint.GetAdditionalInfoTxt", [&] {
         const RecordSetPtr types = assignmentTypes();
         DueDayCount = 0;
@@ -95,7 +102,8 @@ void AssignmentEntryTab::GetAdditionalInfoTxt(const QString &code) {
     });
 }
 
-void AssignmentEntryTab::cboFTBox_Change(int index) {
+void AssignmentEntryTab::cboFTBox_Change(int index)
+{
     if (m_clearing)
         return;
     guard(u"KORVA_AssignMaint.cboFTBox_Change", [&] {
@@ -117,19 +125,22 @@ void AssignmentEntryTab::cboFTBox_Change(int index) {
 
 // The reference account type decides cmdButton(1) of the list tab; this coupling is how the
 // screen has always behaved and is kept on purpose.
-void AssignmentEntryTab::setForwardButtonState() {
+void AssignmentEntryTab::setForwardButtonState()
+{
     if (m_forwardButton)
         m_forwardButton->setEnabled(!cboFTBox[1]->code().isEmpty());
 }
 
-void AssignmentEntryTab::cboFTBox_LostFocus(int index) {
+void AssignmentEntryTab::cboFTBox_LostFocus(int index)
+{
     guard(u"KORVA_AssignMaint.cboFTBox_LostFocus", [&] {
         if (index == 1)
             setForwardButtonState();
     });
 }
 
-void AssignmentEntryTab::cboFTBox_Validate(int index) {
+void AssignmentEntryTab::cboFTBox_Validate(int index)
+{
     guard(u"KORVA_AssignMaint.cboFTBox_Validate", [&] {
         if (index < 0 || index > 2)
             return;

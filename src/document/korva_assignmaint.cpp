@@ -14,23 +14,27 @@
 namespace korva {
 
 KORVA_AssignMaint::KORVA_AssignMaint(QWidget *parent)
-    : QWidget(parent) {
+    : QWidget(parent)
+{
     buildControls();
     wireEvents();
 }
 
 KORVA_AssignMaint::~KORVA_AssignMaint() = default;
 
-QString KORVA_AssignMaint::documentIdentity() {
+QString KORVA_AssignMaint::documentIdentity()
+{
     return QStringLiteral("KORVA_AssignMaint");
 }
 
-void KORVA_AssignMaint::setContainer(const QString &tag, const QString &caption) {
+void KORVA_AssignMaint::setContainer(const QString &tag, const QString &caption)
+{
     m_containerTag = tag;
     m_containerCaption = caption;
 }
 
-void KORVA_AssignMaint::showEvent(QShowEvent *event) {
+void KORVA_AssignMaint::showEvent(QShowEvent *event)
+{
     QWidget::showEvent(event);
     if (m_shown)
         return;
@@ -38,7 +42,8 @@ void KORVA_AssignMaint::showEvent(QShowEvent *event) {
     UserDocument_Show();
 }
 
-void KORVA_AssignMaint::wireEvents() {
+void KORVA_AssignMaint::wireEvents()
+{
     connect(mZelbMessage, &BrokerMessage::DataReady, this,
             &KORVA_AssignMaint::mZelbMessage_DataReady);
     connect(mZelbMessage, &BrokerMessage::MsgTimeout, this,
@@ -73,19 +78,22 @@ void KORVA_AssignMaint::wireEvents() {
     entry->setDataChangedTest([this] { return DataChanged(); });
 }
 
-void KORVA_AssignMaint::status(const QString &text) const {
+void KORVA_AssignMaint::status(const QString &text) const
+{
     if (platform().status)
         platform().status->StatusText(text);
 }
 
-void KORVA_AssignMaint::EnableCmdButtons(bool enable) {
+void KORVA_AssignMaint::EnableCmdButtons(bool enable)
+{
     guard(u"KORVA_AssignMaint.EnableCmdButtons", [&] {
         for (int i : {1, 2, 4, 3, 5})
             cmdButton[i]->setEnabled(enable);
     });
 }
 
-void KORVA_AssignMaint::cmdButton_Click(int index) {
+void KORVA_AssignMaint::cmdButton_Click(int index)
+{
     guard(u"KORVA_AssignMaint.cmdButton_Click", [&] {
         switch (index) {
         case 0:

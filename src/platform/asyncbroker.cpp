@@ -30,8 +30,7 @@ class BrokerWorker : public QObject {
 public:
     explicit BrokerWorker(BackendFactory factory)
         : m_factory(std::move(factory))
-    {
-    }
+    {}
 
     BrokerReply handle(const BrokerRequest &request)
     {
@@ -78,8 +77,8 @@ AsyncBroker::AsyncBroker(BackendFactory factory, QObject *parent)
 AsyncBroker::~AsyncBroker()
 {
     BrokerWorker *worker = d->worker;
-    QMetaObject::invokeMethod(worker, [worker] { worker->shutdown(); },
-                              Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        worker, [worker] { worker->shutdown(); }, Qt::BlockingQueuedConnection);
     d->thread.quit();
     d->thread.wait();
     delete worker;

@@ -19,14 +19,13 @@ QAtomicInteger<quint64> g_nextTag{1};
 
 BrokerRequest::BrokerRequest()
     : m_tag(QStringLiteral("REQ%1").arg(g_nextTag.fetchAndAddOrdered(1), 8, 10, QLatin1Char('0')))
-{
-}
+{}
 
 QString BrokerRequest::keyValue(QStringView field) const
 {
     for (const auto &p : m_parameters) {
-        if (p.name.startsWith(u"key:") && QStringView(p.name).mid(4).compare(field,
-                                                                            Qt::CaseInsensitive) == 0)
+        if (p.name.startsWith(u"key:") &&
+            QStringView(p.name).mid(4).compare(field, Qt::CaseInsensitive) == 0)
             return p.value.isNull() ? QStringLiteral("") : p.value;
     }
     return QString();
@@ -92,14 +91,12 @@ QString normalisedIdentity(QStringView identity)
 
 BrokerMessage::BrokerMessage(QObject *parent)
     : BrokerMessage(Platform::current().broker, parent)
-{
-}
+{}
 
 BrokerMessage::BrokerMessage(Broker *broker, QObject *parent)
     : QObject(parent)
     , m_broker(broker)
-{
-}
+{}
 
 QString BrokerMessage::send(const BrokerRequest &request)
 {

@@ -9,8 +9,7 @@ ProcError::ProcError(qint32 number, QString description, QString source)
     , m_description(std::move(description))
     , m_source(std::move(source))
     , m_what(m_description.toUtf8())
-{
-}
+{}
 
 void raiseQuiet()
 {

@@ -10,7 +10,7 @@
 namespace korva {
 
 // Error numbers keep the values the rest of the application already knows.
-inline constexpr qint32 kObjectErrorBase = -2147221504; // 0x80040000
+inline constexpr qint32 kObjectErrorBase = -2147221504;        // 0x80040000
 inline constexpr qint32 kQuietError = kObjectErrorBase + 1000; // 0x800403E8: leave without a report
 inline constexpr qint32 kComponentError = kObjectErrorBase + 1;
 inline constexpr qint32 kErrOverflow = 6;
@@ -88,8 +88,7 @@ bool guard(QStringView source, Body &&body, Quiet quiet, Exit &&onExit)
     return false;
 }
 
-template <class Body>
-bool guard(QStringView source, Body &&body, Quiet quiet = Quiet::Swallow)
+template <class Body> bool guard(QStringView source, Body &&body, Quiet quiet = Quiet::Swallow)
 {
     return guard(source, std::forward<Body>(body), quiet, [] {});
 }

@@ -90,8 +90,8 @@ double requireNumeric(QStringView text)
 {
     const auto v = parseNumeric(text);
     if (!v)
-        raiseError(kErrTypeMismatch, QStringLiteral("Type mismatch: \"%1\" is not a number.")
-                                         .arg(text));
+        raiseError(kErrTypeMismatch,
+                   QStringLiteral("Type mismatch: \"%1\" is not a number.").arg(text));
     return *v;
 }
 

@@ -31,6 +31,9 @@ public:
     static void install(Platform *platform); // nullptr restores an empty platform
 };
 
-inline Platform &platform() { return Platform::current(); }
+inline Platform &platform()
+{
+    return Platform::current();
+}
 
 } // namespace korva

@@ -154,8 +154,8 @@ bool StandardKeyFilters::FilterOfficerKey(int keyCode)
 
 bool StandardKeyFilters::FilterTroopKey(int keyCode)
 {
-    return keyCode == 8 || (keyCode >= '0' && keyCode <= '9') || (keyCode >= 'A' && keyCode <= 'Z') ||
-           (keyCode >= 'a' && keyCode <= 'z');
+    return keyCode == 8 || (keyCode >= '0' && keyCode <= '9') ||
+           (keyCode >= 'A' && keyCode <= 'Z') || (keyCode >= 'a' && keyCode <= 'z');
 }
 
 } // namespace korva

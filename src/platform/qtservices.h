@@ -18,8 +18,7 @@ class DialogErrorReporter : public ErrorReporter {
 public:
     explicit DialogErrorReporter(MessageBoxes *boxes)
         : m_boxes(boxes)
-    {
-    }
+    {}
     void reportError(const QString &appName, const QString &errorText,
                      const QString &source) override;
 
@@ -31,8 +30,7 @@ class CallbackStatusBar : public StatusBar {
 public:
     explicit CallbackStatusBar(std::function<void(const QString &)> show = {})
         : m_show(std::move(show))
-    {
-    }
+    {}
     void setTarget(std::function<void(const QString &)> show) { m_show = std::move(show); }
     void StatusText(const QString &text) override;
     const QString &lastText() const { return m_last; }

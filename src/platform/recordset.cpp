@@ -25,8 +25,7 @@ RecordSet::RecordSet(QString name, QList<Field> fields)
     : m_name(std::move(name))
     , m_fields(std::move(fields))
     , m_open(m_fields.isEmpty())
-{
-}
+{}
 
 RecordSetPtr RecordSet::create(QString name, QList<Field> fields)
 {

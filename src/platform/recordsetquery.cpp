@@ -147,11 +147,14 @@ std::optional<int> compareCell(const QVariant &cell, const Literal &literal)
 {
     if (cell.isNull() || !literal.valid)
         return std::nullopt;
-    auto sign = [](auto a, auto b) { return a < b ? -1 : (a > b ? 1 : 0); };
+    auto sign = [](auto a, auto b) {
+        return a < b ? -1 : (a > b ? 1 : 0);
+    };
     switch (literal.type) {
     case FieldType::Integer:
-        return cell.typeId() == QMetaType::LongLong ? sign(double(cell.toLongLong()), literal.number)
-                                                    : sign(cell.toDouble(), literal.number);
+        return cell.typeId() == QMetaType::LongLong
+                   ? sign(double(cell.toLongLong()), literal.number)
+                   : sign(cell.toDouble(), literal.number);
     case FieldType::Decimal:
         return sign(cell.toDouble(), literal.number);
     case FieldType::Date:
@@ -185,8 +188,7 @@ public:
         : m_rs(rs)
         , m_text(text)
         , m_tokens(tokenize(text))
-    {
-    }
+    {}
 
     Predicate parse()
     {
@@ -208,7 +210,9 @@ private:
         while (peek().kind == Tok::Or) {
             take();
             Predicate right = andExpr();
-            left = [left, right](const Row &r) { return left(r) || right(r); };
+            left = [left, right](const Row &r) {
+                return left(r) || right(r);
+            };
         }
         return left;
     }
@@ -219,7 +223,9 @@ private:
         while (peek().kind == Tok::And) {
             take();
             Predicate right = primary();
-            left = [left, right](const Row &r) { return left(r) && right(r); };
+            left = [left, right](const Row &r) {
+                return left(r) && right(r);
+            };
         }
         return left;
     }
@@ -256,10 +262,10 @@ private:
             };
         }
         enum class Op { Eq, Ne, Lt, Gt, Le, Ge };
-        const Op o = op.text == u"=" ? Op::Eq
+        const Op o = op.text == u"="    ? Op::Eq
                      : op.text == u"<>" ? Op::Ne
-                     : op.text == u"<" ? Op::Lt
-                     : op.text == u">" ? Op::Gt
+                     : op.text == u"<"  ? Op::Lt
+                     : op.text == u">"  ? Op::Gt
                      : op.text == u"<=" ? Op::Le
                                         : Op::Ge;
         return [column, lit = Literal(type, literal.text), o](const Row &r) {

@@ -137,12 +137,13 @@ QString ReferenceData::assignmentTypeDescription(const QString &code) const
 AccountCheck ReferenceData::ValidateAccountNumber(const QString &referenceTypeId,
                                                   const QString &number) const
 {
-    const QString form = m_codeInfo.value(QStringLiteral("REFDOCTYP")).value(referenceTypeId.trimmed());
+    const QString form =
+        m_codeInfo.value(QStringLiteral("REFDOCTYP")).value(referenceTypeId.trimmed());
     QString digits = number.trimmed();
     if (form == u"CITATION") {
         digits.remove(u'-');
-        bool ok = digits.size() == 8 && std::all_of(digits.cbegin(), digits.cend(),
-                                                    [](QChar c) { return c.isDigit(); });
+        bool ok = digits.size() == 8 &&
+                  std::all_of(digits.cbegin(), digits.cend(), [](QChar c) { return c.isDigit(); });
         if (ok)
             ok = CitationCheckDigit(QStringView(digits).left(7)) == digits.at(7).digitValue();
         if (!ok)
@@ -152,8 +153,9 @@ AccountCheck ReferenceData::ValidateAccountNumber(const QString &referenceTypeId
     }
     // Other account numbers are up to nine digits; a dash may separate groups.
     digits.remove(u'-');
-    const bool ok = !digits.isEmpty() && digits.size() <= 9 &&
-                    std::all_of(digits.cbegin(), digits.cend(), [](QChar c) { return c.isDigit(); });
+    const bool ok =
+        !digits.isEmpty() && digits.size() <= 9 &&
+        std::all_of(digits.cbegin(), digits.cend(), [](QChar c) { return c.isDigit(); });
     if (!ok)
         return {false, QStringLiteral("Account Number is Invalid")};
     return {true, {}};

@@ -43,11 +43,11 @@ public:
 private:
     QHash<int, OfficerInfo> m_officers;
     QList<int> m_officersByName;
-    QSet<QString> m_troops;             // "T"
-    QSet<QString> m_troopDistricts;     // "T|D"
-    QHash<QString, QHash<QString, QString>> m_codes;      // table -> code -> description
-    QHash<QString, QHash<QString, QString>> m_codeInfo;   // table -> code -> additional info
-    QHash<QString, QString> m_types;    // assignment type code -> description
+    QSet<QString> m_troops;                             // "T"
+    QSet<QString> m_troopDistricts;                     // "T|D"
+    QHash<QString, QHash<QString, QString>> m_codes;    // table -> code -> description
+    QHash<QString, QHash<QString, QString>> m_codeInfo; // table -> code -> additional info
+    QHash<QString, QString> m_types;                    // assignment type code -> description
     std::function<QList<CustomerInfo>(const QString &, int)> m_customerSearch;
 };
 

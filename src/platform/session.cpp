@@ -7,8 +7,7 @@ namespace korva {
 SessionUser::SessionUser(int officerId, QString region)
     : m_officerId(officerId)
     , m_region(std::move(region))
-{
-}
+{}
 
 void SessionUser::setRights(QSet<QString> rights, QSet<QString> groups)
 {

@@ -47,8 +47,7 @@ public:
     BrokerCodeList(Broker *broker, const UserContext *user)
         : m_broker(broker)
         , m_user(user)
-    {
-    }
+    {}
     RecordSetPtr openQuery(const QString &queryText) override;
 
 private:

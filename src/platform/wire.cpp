@@ -109,9 +109,10 @@ RecordSetPtr recordSetFromJson(const QJsonObject &o)
         const QString name = f.toObject().value(QStringLiteral("name")).toString();
         if (name.isEmpty())
             malformed(QStringLiteral("a field has no name"));
-        fields.append(Field{name, fieldTypeFromName(
-                                      f.toObject().value(QStringLiteral("type")).toString(
-                                          QStringLiteral("text")))});
+        fields.append(Field{
+            name,
+            fieldTypeFromName(
+                f.toObject().value(QStringLiteral("type")).toString(QStringLiteral("text")))});
     }
     auto rs = RecordSet::create(o.value(QStringLiteral("name")).toString(), fields);
     for (const QJsonValue &rowValue : o.value(QStringLiteral("rows")).toArray()) {

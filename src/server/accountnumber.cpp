@@ -6,7 +6,8 @@ namespace korva::server {
 
 namespace {
 
-bool allDigits(QStringView s) {
+bool allDigits(QStringView s)
+{
     for (QChar c : s) {
         if (!c.isDigit() || c.unicode() > 127)
             return false;
@@ -16,7 +17,8 @@ bool allDigits(QStringView s) {
 
 } // namespace
 
-QString checkAccountNumber(const QString &form, const QString &number) {
+QString checkAccountNumber(const QString &form, const QString &number)
+{
     const QString f = form.trimmed().toUpper();
     QString n = number.trimmed();
     if (f == u"CITATION") {

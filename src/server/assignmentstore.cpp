@@ -35,31 +35,37 @@ INSERT INTO ASGNMT_HIST (HIST_ID, ASGNMT_NBR, ACTION, LST_UPDT_TS, UPDT_BY_ID, A
     FORM_NBR, FORM_TYP_CD, STATION_ID)
 VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?))sql";
 
-QVariant text(const QString &s) {
+QVariant text(const QString &s)
+{
     return s.isNull() ? QVariant() : QVariant(s);
 }
 
-QVariant id(const std::optional<qint64> &v) {
+QVariant id(const std::optional<qint64> &v)
+{
     return v ? QVariant(*v) : QVariant();
 }
 
-std::optional<qint64> optionalId(const QVariant &v) {
+std::optional<qint64> optionalId(const QVariant &v)
+{
     if (v.isNull())
         return std::nullopt;
     return v.toLongLong();
 }
 
-QDate date(const QVariant &v) {
+QDate date(const QVariant &v)
+{
     return fromDb(v, FieldType::Date).toDate();
 }
 
-QString str(const QVariant &v) {
+QString str(const QVariant &v)
+{
     return v.isNull() ? QString() : v.toString();
 }
 
 } // namespace
 
-std::optional<AssignmentRecord> loadAssignment(Database &db, qint64 number) {
+std::optional<AssignmentRecord> loadAssignment(Database &db, qint64 number)
+{
     QSqlQuery &q = db.run(QLatin1String(kSelectAssignment), {number});
     if (!q.next()) {
         q.finish();
@@ -92,7 +98,8 @@ std::optional<AssignmentRecord> loadAssignment(Database &db, qint64 number) {
     return a;
 }
 
-void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now) {
+void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now)
+{
     db.run(QLatin1String(kInsertAssignment), {a.number,
                                               a.type,
                                               a.status,
@@ -119,7 +126,8 @@ void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &
         .finish();
 }
 
-void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now) {
+void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now)
+{
     db.run(QLatin1String(kUpdateAssignment),
            {a.status, id(a.fromOfficer), id(a.toOfficer), text(a.agency), text(a.troop),
             text(a.district), dbDate(a.effective), dbDate(a.due), dbDate(a.expiration),
@@ -129,7 +137,8 @@ void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &
 }
 
 void insertHistory(Database &db, const AssignmentRecord &a, const QString &action, qint64 byOfficer,
-                   const QDateTime &now) {
+                   const QDateTime &now)
+{
     const qint64 hist = nextNumber(db, "HIST_ID");
     db.run(QLatin1String(kInsertHistory), {hist,
                                            a.number,

@@ -31,9 +31,11 @@ public:
     AssignmentUpdate(HandlerContext &ctx)
         : m_ctx(ctx)
         , m_db(ctx.db)
-        , m_me(ctx.session.officerId) {}
+        , m_me(ctx.session.officerId)
+    {}
 
-    void apply(const UpdateRow &row) {
+    void apply(const UpdateRow &row)
+    {
         const QString action = row.trimmed("ACTION").toUpper();
         if (action == u"ADD") {
             if (row.has("ASGNMT_NBR"))
@@ -49,7 +51,8 @@ public:
 
 private:
     // The sender named in a row must be the signed-on officer: nobody sends in another's name.
-    void checkSender(const UpdateRow &row) {
+    void checkSender(const UpdateRow &row)
+    {
         const auto from = row.id("OFCR_FRM_ID");
         if (from && *from != m_me)
             row.refuse(QStringLiteral("OFCR_FRM_ID %1 is not the signed-on officer %2.")
@@ -57,7 +60,8 @@ private:
                            .arg(m_me));
     }
 
-    void checkOfficer(const UpdateRow &row, qint64 id, const char *field) {
+    void checkOfficer(const UpdateRow &row, qint64 id, const char *field)
+    {
         const auto officer = findOfficer(m_db, id);
         if (!officer)
             row.refuse(
@@ -69,7 +73,8 @@ private:
                            .arg(m_ctx.today.toString(Qt::ISODate)));
     }
 
-    Addressee readAddressee(const UpdateRow &row) {
+    Addressee readAddressee(const UpdateRow &row)
+    {
         Addressee to;
         to.officer = row.id("OFCR_TO_ID");
         to.agency = row.optional("AGNCY_CD", kCodeMax).trimmed();
@@ -98,14 +103,16 @@ private:
         return to;
     }
 
-    static void setAddressee(AssignmentRecord &a, const Addressee &to) {
+    static void setAddressee(AssignmentRecord &a, const Addressee &to)
+    {
         a.toOfficer = to.officer;
         a.agency = to.agency.isEmpty() ? QString() : to.agency;
         a.troop = to.troop.isEmpty() ? QString() : to.troop;
         a.district = to.district.isEmpty() ? QString() : to.district;
     }
 
-    void readDates(const UpdateRow &row, AssignmentRecord &a) {
+    void readDates(const UpdateRow &row, AssignmentRecord &a)
+    {
         a.effective = row.requiredDate("EFCTV_DT");
         a.due = row.requiredDate("DUE_DT");
         a.expiration = row.requiredDate("EXPRTN_DT");
@@ -115,18 +122,21 @@ private:
             row.refuse(QStringLiteral("The expiration date must be on, or after, the due date."));
     }
 
-    void readComment(const UpdateRow &row, AssignmentRecord &a) {
+    void readComment(const UpdateRow &row, AssignmentRecord &a)
+    {
         if (row.has("ASGNMT_CMMT_TXT"))
             a.comment = row.optional("ASGNMT_CMMT_TXT", kCommentMax);
         if (row.has("NTFY_IND"))
             a.notify = row.optional("NTFY_IND", 1).trimmed().toUpper();
     }
 
-    std::optional<AssignmentType> typeOf(const QString &code) {
+    std::optional<AssignmentType> typeOf(const QString &code)
+    {
         return findAssignmentType(m_db, m_ctx.session.region, code);
     }
 
-    void addNew(const UpdateRow &row) {
+    void addNew(const UpdateRow &row)
+    {
         if (!hasRight(m_db, m_me, QLatin1String(kRightAssignment), 'R'))
             row.refuse(QStringLiteral("You do not have the \"Assignment\" right needed to "
                                       "create an assignment."));
@@ -167,7 +177,8 @@ private:
         insertHistory(m_db, a, QStringLiteral("ADD"), m_me, m_ctx.now);
     }
 
-    AssignmentRecord existing(const UpdateRow &row) {
+    AssignmentRecord existing(const UpdateRow &row)
+    {
         const QString t = row.trimmed("ASGNMT_NBR");
         bool ok = false;
         const qint64 number = t.toLongLong(&ok);
@@ -182,13 +193,15 @@ private:
         return *a;
     }
 
-    void write(AssignmentRecord &a, const char *action) {
+    void write(AssignmentRecord &a, const char *action)
+    {
         a.historyCount += 1;
         updateAssignment(m_db, a, m_ctx.now);
         insertHistory(m_db, a, QLatin1String(action), m_me, m_ctx.now);
     }
 
-    void update(const UpdateRow &row) {
+    void update(const UpdateRow &row)
+    {
         AssignmentRecord a = existing(row);
         // A forward always carries its new dates or a non-officer addressee; a reply carries
         // only the swapped officers; close and reopen carry only the status.
@@ -204,7 +217,8 @@ private:
                            .arg(a.number));
     }
 
-    void closeOrReopen(const UpdateRow &row, AssignmentRecord &a) {
+    void closeOrReopen(const UpdateRow &row, AssignmentRecord &a)
+    {
         const QString status = row.trimmed("ASGNMT_STTS_CD").toUpper();
         if (status == u"C") {
             if (a.status == u"C")
@@ -235,7 +249,8 @@ private:
         }
     }
 
-    void forward(const UpdateRow &row, AssignmentRecord &a) {
+    void forward(const UpdateRow &row, AssignmentRecord &a)
+    {
         if (a.status == u"C")
             row.refuse(QStringLiteral("Assignment %1 is closed; reopen it before forwarding.")
                            .arg(a.number));
@@ -249,7 +264,8 @@ private:
         m_forwarded.insert(a.number);
     }
 
-    void reply(const UpdateRow &row, AssignmentRecord &a) {
+    void reply(const UpdateRow &row, AssignmentRecord &a)
+    {
         const auto type = typeOf(a.type);
         if (type && type->systemGenerated)
             row.refuse(QStringLiteral("A system-generated assignment (type %1) cannot be "
@@ -272,7 +288,8 @@ private:
 
     // Further officers of a forward get their own assignment, tied to the original and
     // carrying its type, subject and reference document whatever the row repeats of them.
-    void addForwardCopy(const UpdateRow &row) {
+    void addForwardCopy(const UpdateRow &row)
+    {
         const AssignmentRecord original = existing(row);
         if (!m_forwarded.contains(original.number))
             row.refuse(QStringLiteral("An ADD row tied to assignment %1 must follow its "
@@ -305,7 +322,8 @@ private:
 
 } // namespace
 
-BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &request)
+{
     const RecordSetPtr rs = request.recordSet(u"ASSIGNMENT");
     if (!rs)
         throw RequestError(QStringLiteral("The update carries no ASSIGNMENT record set."));

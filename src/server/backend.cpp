@@ -16,7 +16,8 @@ QAtomicInteger<quint64> g_instances{0};
 
 using Handler = BrokerReply (*)(HandlerContext &, const BrokerRequest &);
 
-Handler handlerFor(int kind) {
+Handler handlerFor(int kind)
+{
     switch (kind) {
     case RequestKind::Query:
         return handleQuery;
@@ -44,7 +45,8 @@ Handler handlerFor(int kind) {
 } // namespace
 
 ServerBackend::ServerBackend(const ServerSettings &settings)
-    : m_settings(settings) {
+    : m_settings(settings)
+{
     const quint64 n = g_instances.fetchAndAddOrdered(1);
     const QString name = QStringLiteral("korva-server-%1").arg(n);
     try {
@@ -57,7 +59,8 @@ ServerBackend::ServerBackend(const ServerSettings &settings)
 
 ServerBackend::~ServerBackend() = default;
 
-Session ServerBackend::signedOn(const BrokerRequest &request) {
+Session ServerBackend::signedOn(const BrokerRequest &request)
+{
     Session s = Session::fromContext(request.context());
     if (s.officerId == 0)
         throw RequestError(QStringLiteral("The request does not say who is signed on: its "
@@ -71,7 +74,8 @@ Session ServerBackend::signedOn(const BrokerRequest &request) {
     return s;
 }
 
-BrokerReply ServerBackend::dispatch(const BrokerRequest &request) {
+BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
+{
     if (!m_db)
         throw RequestError(m_configError);
     const Handler handler = handlerFor(request.kind());
@@ -88,7 +92,8 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request) {
     return handler(ctx, request);
 }
 
-BrokerReply ServerBackend::handle(const BrokerRequest &request) {
+BrokerReply ServerBackend::handle(const BrokerRequest &request)
+{
     if (!m_db)
         return BrokerReply::failure(request, m_configError);
     try {
@@ -110,11 +115,13 @@ BrokerReply ServerBackend::handle(const BrokerRequest &request) {
     }
 }
 
-std::unique_ptr<BrokerBackend> makeBackend(const ServerSettings &settings) {
+std::unique_ptr<BrokerBackend> makeBackend(const ServerSettings &settings)
+{
     return std::make_unique<ServerBackend>(settings);
 }
 
-BackendFactory makeBackendFactory(const ServerSettings &settings) {
+BackendFactory makeBackendFactory(const ServerSettings &settings)
+{
     return [settings] {
         return makeBackend(settings);
     };

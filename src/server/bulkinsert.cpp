@@ -11,14 +11,16 @@ namespace korva::server {
 
 namespace {
 
-sqlite3 *sqliteOf(const Database &db) {
+sqlite3 *sqliteOf(const Database &db)
+{
     const QVariant v = db.handle().driver()->handle();
     if (!v.isValid() || qstrcmp(v.typeName(), "sqlite3*") != 0)
         return nullptr;
     return *static_cast<sqlite3 *const *>(v.constData());
 }
 
-int bind(sqlite3_stmt *stmt, int index, const QVariant &v) {
+int bind(sqlite3_stmt *stmt, int index, const QVariant &v)
+{
     if (v.isNull())
         return sqlite3_bind_null(stmt, index);
     switch (v.typeId()) {
@@ -47,7 +49,8 @@ BulkInsert::BulkInsert(Database &db, const char *table, const char *columns, int
                        int batchRows)
     : m_db(db)
     , m_columns(columnCount)
-    , m_batch(batchRows) {
+    , m_batch(batchRows)
+{
     const QString one = QStringLiteral("(") + QStringLiteral("?, ").repeated(columnCount - 1) +
                         QStringLiteral("?)");
     const QString head = QStringLiteral("INSERT INTO %1 (%2) VALUES ")
@@ -70,12 +73,14 @@ BulkInsert::BulkInsert(Database &db, const char *table, const char *columns, int
     m_values.reserve(qsizetype(columnCount) * batchRows);
 }
 
-BulkInsert::~BulkInsert() {
+BulkInsert::~BulkInsert()
+{
     if (m_stmt)
         sqlite3_finalize(m_stmt);
 }
 
-void BulkInsert::add(std::initializer_list<QVariant> row) {
+void BulkInsert::add(std::initializer_list<QVariant> row)
+{
     Q_ASSERT(int(row.size()) == m_columns);
     ++m_count;
     if (m_stmt) {
@@ -95,7 +100,8 @@ void BulkInsert::add(std::initializer_list<QVariant> row) {
         flushBatch();
 }
 
-void BulkInsert::flushBatch() {
+void BulkInsert::flushBatch()
+{
     QSqlQuery &q = m_db.statement(m_multi);
     for (qsizetype i = 0; i < m_values.size(); ++i)
         q.bindValue(int(i), m_values.at(i));
@@ -105,7 +111,8 @@ void BulkInsert::flushBatch() {
     m_values.clear();
 }
 
-void BulkInsert::finish() {
+void BulkInsert::finish()
+{
     if (m_stmt || m_values.isEmpty())
         return;
     QSqlQuery &q = m_db.statement(m_single);

@@ -5,7 +5,8 @@
 
 namespace korva::server {
 
-BrokerReply handleCodeList(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleCodeList(HandlerContext &ctx, const BrokerRequest &request)
+{
     const QString text = request.keyValue(u"QUERY");
     if (text.trimmed().isEmpty())
         throw RequestError(QStringLiteral("The code-list request needs the key QUERY."));

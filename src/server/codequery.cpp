@@ -9,7 +9,8 @@ namespace korva::server {
 
 namespace {
 
-QDate parseLiteralDate(const QString &text) {
+QDate parseLiteralDate(const QString &text)
+{
     const QString t = text.trimmed();
     QDate d = parseDateText(t);
     if (d.isValid())
@@ -29,7 +30,8 @@ QDate parseLiteralDate(const QString &text) {
 
 } // namespace
 
-QString translateCodeListQuery(const QString &queryText) {
+QString translateCodeListQuery(const QString &queryText)
+{
     const QString text = queryText.trimmed();
     if (!text.startsWith(u"select", Qt::CaseInsensitive) ||
         (text.size() > 6 && !text.at(6).isSpace()))

@@ -43,14 +43,16 @@ INSERT INTO ZTB_ASGNMT_TYPE (REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY
     EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND)
 VALUES (?, ?, ?, ?, ?, ?, ?, ?))sql";
 
-sqlite3 *sqliteHandle(const QSqlDatabase &db) {
+sqlite3 *sqliteHandle(const QSqlDatabase &db)
+{
     const QVariant v = db.driver()->handle();
     if (!v.isValid() || qstrcmp(v.typeName(), "sqlite3*") != 0)
         return nullptr;
     return *static_cast<sqlite3 *const *>(v.constData());
 }
 
-void copyTable(Database &store, QSqlQuery &insert, const char *readSql, int dateFrom, int columns) {
+void copyTable(Database &store, QSqlQuery &insert, const char *readSql, int dateFrom, int columns)
+{
     QSqlQuery &read = store.run(QLatin1String(readSql));
     while (read.next()) {
         for (int i = 0; i < columns; ++i) {
@@ -74,7 +76,8 @@ struct CodeTables::Guard {
     bool deniedWrite = false;
 
     static int authorize(void *self, int action, const char *a1, const char *, const char *,
-                         const char *) {
+                         const char *)
+    {
         auto *g = static_cast<Guard *>(self);
         if (!g->active)
             return SQLITE_OK;
@@ -98,15 +101,18 @@ struct CodeTables::Guard {
     }
 };
 
-void touchCodeTables(Database &store) {
+void touchCodeTables(Database &store)
+{
     store.run(QLatin1String(kBumpCodeVersion)).finish();
 }
 
 CodeTables::CodeTables(QString connectionName)
     : m_name(std::move(connectionName))
-    , m_guard(std::make_unique<Guard>()) {}
+    , m_guard(std::make_unique<Guard>())
+{}
 
-CodeTables::~CodeTables() {
+CodeTables::~CodeTables()
+{
     if (QSqlDatabase::contains(m_name)) {
         {
             QSqlDatabase db = QSqlDatabase::database(m_name, false);
@@ -118,7 +124,8 @@ CodeTables::~CodeTables() {
     }
 }
 
-void CodeTables::open() {
+void CodeTables::open()
+{
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
     db.setDatabaseName(QStringLiteral(":memory:"));
     if (!db.open())
@@ -139,7 +146,8 @@ void CodeTables::open() {
     m_open = true;
 }
 
-void CodeTables::load(Database &store) {
+void CodeTables::load(Database &store)
+{
     QSqlDatabase db = QSqlDatabase::database(m_name, false);
     QSqlQuery q(db);
     q.exec(QStringLiteral("BEGIN"));
@@ -159,7 +167,8 @@ void CodeTables::load(Database &store) {
     q.exec(QStringLiteral("COMMIT"));
 }
 
-void CodeTables::refresh(Database &store) {
+void CodeTables::refresh(Database &store)
+{
     const qint64 version = store.scalar(QLatin1String(kCodeVersion)).toLongLong();
     if (m_open && version == m_version)
         return;
@@ -169,7 +178,8 @@ void CodeTables::refresh(Database &store) {
     m_version = version;
 }
 
-RecordSetPtr CodeTables::query(const QString &queryText) {
+RecordSetPtr CodeTables::query(const QString &queryText)
+{
     const QString sql = translateCodeListQuery(queryText);
     QSqlQuery q(QSqlDatabase::database(m_name, false));
     q.setForwardOnly(true);

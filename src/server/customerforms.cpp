@@ -31,7 +31,8 @@ ORDER BY F.STP_DT, F.FORM_NBR)sql";
 
 } // namespace
 
-BrokerReply handleCustomerForms(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleCustomerForms(HandlerContext &ctx, const BrokerRequest &request)
+{
     const QString customer = request.keyValue(u"CUST_ID").trimmed();
     const QString type = request.keyValue(u"REF_TYP_CD").trimmed();
     if (customer.isEmpty())

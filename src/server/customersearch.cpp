@@ -16,7 +16,8 @@ SELECT CUST_ID, CUST_NM FROM CUSTOMER
 WHERE UPPER(CUST_NM) LIKE ? ESCAPE '!' OR CUST_ID LIKE ? ESCAPE '!'
 ORDER BY CUST_NM, CUST_ID LIMIT ?)sql";
 
-QString likePrefix(QString text) {
+QString likePrefix(QString text)
+{
     text.replace(u'!', QStringLiteral("!!"))
         .replace(u'%', QStringLiteral("!%"))
         .replace(u'_', QStringLiteral("!_"));
@@ -25,7 +26,8 @@ QString likePrefix(QString text) {
 
 } // namespace
 
-BrokerReply handleCustomerSearch(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleCustomerSearch(HandlerContext &ctx, const BrokerRequest &request)
+{
     const QString text = request.keyValue(u"TEXT").trimmed();
     bool ok = false;
     int limit = request.keyValue(u"LIMIT").trimmed().toInt(&ok);

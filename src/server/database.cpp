@@ -14,7 +14,8 @@ namespace korva::server {
 
 namespace {
 
-bool isLockError(const QSqlError &e) {
+bool isLockError(const QSqlError &e)
+{
     const QString code = e.nativeErrorCode();
     const QString text = e.databaseText();
     // SQLite: SQLITE_BUSY (5), SQLITE_LOCKED (6); PostgreSQL: lock_not_available, deadlock.
@@ -25,18 +26,21 @@ bool isLockError(const QSqlError &e) {
 
 } // namespace
 
-QStringList sqliteReadPragmas() {
+QStringList sqliteReadPragmas()
+{
     // A page cache and a memory map large enough for a heavy officer's list, so that a fetch
     // of tens of thousands of rows reads memory rather than making a system call per page.
     return {QStringLiteral("PRAGMA cache_size = -65536"),
             QStringLiteral("PRAGMA mmap_size = 1073741824")};
 }
 
-QVariant dbDate(const QDate &date) {
+QVariant dbDate(const QDate &date)
+{
     return date.isValid() ? QVariant(date.toString(Qt::ISODate)) : QVariant();
 }
 
-QVariant dbTimestamp(const QDateTime &ts) {
+QVariant dbTimestamp(const QDateTime &ts)
+{
     return ts.isValid() ? QVariant(ts.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")))
                         : QVariant();
 }
@@ -44,17 +48,21 @@ QVariant dbTimestamp(const QDateTime &ts) {
 Database::Database(ServerSettings settings, QString connectionName)
     : m_settings(std::move(settings))
     , m_spec(ConnectionSpec::parse(m_settings.connection))
-    , m_name(std::move(connectionName)) {}
+    , m_name(std::move(connectionName))
+{}
 
-Database::~Database() {
+Database::~Database()
+{
     close();
 }
 
-QSqlDatabase Database::handle() const {
+QSqlDatabase Database::handle() const
+{
     return QSqlDatabase::database(m_name, false);
 }
 
-void Database::close() {
+void Database::close()
+{
     m_statements.clear();
     m_open = false;
     m_inTransaction = false;
@@ -67,7 +75,8 @@ void Database::close() {
     }
 }
 
-void Database::openConnection() {
+void Database::openConnection()
+{
     if (QSqlDatabase::contains(m_name))
         QSqlDatabase::removeDatabase(m_name);
     if (m_spec.dialect == Dialect::Sqlite) {
@@ -111,7 +120,8 @@ void Database::openConnection() {
     }
 }
 
-void Database::open() {
+void Database::open()
+{
     if (m_open)
         return;
     try {
@@ -124,7 +134,8 @@ void Database::open() {
     }
 }
 
-QString Database::describe(const QSqlError &error) const {
+QString Database::describe(const QSqlError &error) const
+{
     if (isLockError(error))
         return QStringLiteral("The database is busy: another user holds a lock on it. "
                               "Please try again.");
@@ -134,7 +145,8 @@ QString Database::describe(const QSqlError &error) const {
     return QStringLiteral("Database error: %1").arg(text);
 }
 
-void Database::checkError(const QSqlError &error, const QString &what) {
+void Database::checkError(const QSqlError &error, const QString &what)
+{
     if (error.type() == QSqlError::NoError)
         return;
     // The SQLite driver reports every failed step as a connection error; only PostgreSQL
@@ -149,12 +161,14 @@ void Database::checkError(const QSqlError &error, const QString &what) {
     throw DatabaseError(text, lost);
 }
 
-void Database::fail(const QSqlQuery &query, const QString &what) {
+void Database::fail(const QSqlQuery &query, const QString &what)
+{
     checkError(query.lastError(), what);
     throw DatabaseError(QStringLiteral("Database error while %1.").arg(what));
 }
 
-QSqlQuery &Database::statement(const QString &sql) {
+QSqlQuery &Database::statement(const QString &sql)
+{
     auto it = m_statements.find(sql);
     if (it != m_statements.end())
         return it.value();
@@ -165,7 +179,8 @@ QSqlQuery &Database::statement(const QString &sql) {
     return m_statements.insert(sql, std::move(q)).value();
 }
 
-QSqlQuery &Database::run(const QString &sql, std::initializer_list<QVariant> values) {
+QSqlQuery &Database::run(const QString &sql, std::initializer_list<QVariant> values)
+{
     QSqlQuery &q = statement(sql);
     int i = 0;
     for (const QVariant &v : values)
@@ -175,7 +190,8 @@ QSqlQuery &Database::run(const QString &sql, std::initializer_list<QVariant> val
     return q;
 }
 
-QVariant Database::scalar(const QString &sql, std::initializer_list<QVariant> values) {
+QVariant Database::scalar(const QString &sql, std::initializer_list<QVariant> values)
+{
     QSqlQuery &q = run(sql, values);
     QVariant v;
     if (q.next())
@@ -184,26 +200,30 @@ QVariant Database::scalar(const QString &sql, std::initializer_list<QVariant> va
     return v;
 }
 
-void Database::execute(const QString &sql) {
+void Database::execute(const QString &sql)
+{
     QSqlQuery q(handle());
     if (!q.exec(sql))
         fail(q, QStringLiteral("running \"%1\"").arg(sql.left(60)));
 }
 
-void Database::begin() {
+void Database::begin()
+{
     execute(m_spec.dialect == Dialect::Sqlite ? QStringLiteral("BEGIN IMMEDIATE")
                                               : QStringLiteral("BEGIN"));
     m_inTransaction = true;
 }
 
-void Database::commit() {
+void Database::commit()
+{
     for (auto &q : m_statements)
         q.finish();
     execute(QStringLiteral("COMMIT"));
     m_inTransaction = false;
 }
 
-void Database::rollback() noexcept {
+void Database::rollback() noexcept
+{
     if (!m_inTransaction)
         return;
     m_inTransaction = false;
@@ -215,7 +235,8 @@ void Database::rollback() noexcept {
     q.exec(QStringLiteral("ROLLBACK"));
 }
 
-bool Database::tableExists(const QString &table) {
+bool Database::tableExists(const QString &table)
+{
     const QSqlDatabase db = handle();
     const QStringList tables = db.tables(QSql::Tables);
     for (const QString &t : tables) {

@@ -67,14 +67,17 @@ private:
 class Transaction {
 public:
     explicit Transaction(Database &db)
-        : m_db(db) {
+        : m_db(db)
+    {
         m_db.begin();
     }
-    ~Transaction() {
+    ~Transaction()
+    {
         if (!m_done)
             m_db.rollback();
     }
-    void commit() {
+    void commit()
+    {
         m_db.commit();
         m_done = true;
     }

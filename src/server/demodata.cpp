@@ -136,8 +136,10 @@ constexpr int kDemoShare = 60;     // assignments that go to the demo officer fi
 class Rng {
 public:
     explicit Rng(quint64 seed)
-        : m_state(seed) {}
-    quint64 next() {
+        : m_state(seed)
+    {}
+    quint64 next()
+    {
         quint64 z = (m_state += 0x9E3779B97F4A7C15ULL);
         z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
@@ -150,7 +152,8 @@ private:
     quint64 m_state;
 };
 
-QString latin(const char *s) {
+QString latin(const char *s)
+{
     return QLatin1String(s);
 }
 
@@ -165,7 +168,8 @@ public:
         : m_db(db)
         , m_opt(options)
         , m_progress(progress)
-        , m_rng(options.seed) {
+        , m_rng(options.seed)
+    {
         const qint64 n = options.assignments;
         // An even share of the officer-addressed assignments is about 500 per officer at a
         // million; small databases keep at least 40 officers.
@@ -175,7 +179,8 @@ public:
             m_days.append(QVariant(options.today.addDays(k - kHistoryDays).toString(Qt::ISODate)));
     }
 
-    DemoSummary run() {
+    DemoSummary run()
+    {
         officers();
         codes();
         customers();
@@ -184,21 +189,25 @@ public:
     }
 
 private:
-    const QVariant &day(int daysFromToday) const {
+    const QVariant &day(int daysFromToday) const
+    {
         return m_days.at(qBound(0, daysFromToday + kHistoryDays, int(m_days.size()) - 1));
     }
-    QVariant ts(int daysFromToday, int minute) const {
+    QVariant ts(int daysFromToday, int minute) const
+    {
         return QVariant(day(daysFromToday).toString() +
                         QStringLiteral(" %1:%2:00.000")
                             .arg(8 + minute / 60 % 10, 2, 10, QLatin1Char('0'))
                             .arg(minute % 60, 2, 10, QLatin1Char('0')));
     }
-    void report(const char *stage, qint64 done, qint64 total) {
+    void report(const char *stage, qint64 done, qint64 total)
+    {
         if (m_progress)
             m_progress(latin(stage), done, total);
     }
     qint64 randomOfficer() { return DemoOfficer::Demo + m_rng.below(m_officerCount); }
-    qint64 otherOfficer(qint64 not1, qint64 not2 = 0) {
+    qint64 otherOfficer(qint64 not1, qint64 not2 = 0)
+    {
         for (;;) {
             const qint64 o = randomOfficer();
             if (o != not1 && o != not2)
@@ -206,7 +215,8 @@ private:
         }
     }
 
-    void officers() {
+    void officers()
+    {
         struct Fixed {
             qint64 id;
             const char *last, *first, *middle;
@@ -266,7 +276,8 @@ private:
         report("officers", officer.count(), officer.count());
     }
 
-    void codes() {
+    void codes()
+    {
         BulkInsert code(m_db, "ZTB_CODE",
                         "REGION, CD_TBL_ID, CD_TBL_CD, CD_TBL_DES, ADDL_INFO, EFCTV_DT, END_DT", 7,
                         50);
@@ -302,7 +313,8 @@ private:
         touchCodeTables(m_db);
     }
 
-    void customers() {
+    void customers()
+    {
         BulkInsert customer(m_db, "CUSTOMER", "CUST_ID, CUST_NM, ADDR_1, ADDR_2, CITY, STATE, ZIP",
                             7, 200);
         BulkInsert form(m_db, "CUST_FORM",
@@ -347,7 +359,8 @@ private:
         report("customers", customer.count(), customer.count());
     }
 
-    int pickType() {
+    int pickType()
+    {
         int roll = m_rng.below(100);
         for (int t = 0; t < int(std::size(kTypes)); ++t) {
             if (roll < kTypes[t].weight)
@@ -357,7 +370,8 @@ private:
         return 0;
     }
 
-    void assignments() {
+    void assignments()
+    {
         BulkInsert asg(m_db, "ASGNMT",
                        "ASGNMT_NBR, ASGNMT_TYP_CD, ASGNMT_STTS_CD, OFCR_FRM_ID, OFCR_TO_ID, "
                        "OFCR_CRTR_ID, AGNCY_CD, TRP_ID, TRP_DIST_ID, ASGNMT_DT, EFCTV_DT, "
@@ -534,8 +548,8 @@ private:
     // A refund at every worksheet status in turn, its officers filled up to its status. The
     // demo officer's refunds are prepared, verified and approved by others, so that he can
     // take each of them one step further.
-    void addRefund(BulkInsert &refund, qint64 number, qint64 assignment, int assignedDay,
-                   bool demo) {
+    void addRefund(BulkInsert &refund, qint64 number, qint64 assignment, int assignedDay, bool demo)
+    {
         const QString status = latin(kRefundStatuses[(number - 1) % 8]);
         const int step = status == u"V"                     ? 1 + int(number % 3)
                          : status == u"T" || status == u"5" ? 5
@@ -588,7 +602,8 @@ constexpr char kSetSequence[] = R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = ? WHERE SE
 // cheaply; the officer and status indexes would be written all over and are built afterwards.
 const char *const kListIndexes[] = {"ASGNMT_TO_IX", "ASGNMT_FRM_IX", "ASGNMT_STTS_IX"};
 
-void prepareTarget(Database &db, const ConnectionSpec &spec, bool force) {
+void prepareTarget(Database &db, const ConnectionSpec &spec, bool force)
+{
     if (spec.dialect == Dialect::Sqlite) {
         if (QFile::exists(spec.path)) {
             if (!force)
@@ -616,12 +631,14 @@ void prepareTarget(Database &db, const ConnectionSpec &spec, bool force) {
 
 } // namespace
 
-QDate demoRangeStart(const QDate &today) {
+QDate demoRangeStart(const QDate &today)
+{
     return today.addDays(-kHistoryDays);
 }
 
 DemoSummary generateDemo(const ServerSettings &settings, const DemoOptions &options,
-                         const DemoProgress &progress) {
+                         const DemoProgress &progress)
+{
     if (options.assignments < 0)
         throw RequestError(QStringLiteral("The demo size must not be negative."));
     Database db(settings, QStringLiteral("korva-demo"));

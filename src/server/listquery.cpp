@@ -74,7 +74,8 @@ FROM ASGNMT_HIST WHERE ASGNMT_NBR = ?
 ORDER BY LST_UPDT_TS DESC, HIST_ID DESC)sql";
 constexpr char kAssignmentExists[] = R"sql(SELECT 1 FROM ASGNMT WHERE ASGNMT_NBR = ?)sql";
 
-QDate keyDate(const BrokerRequest &request, const char *key) {
+QDate keyDate(const BrokerRequest &request, const char *key)
+{
     const QString t = request.keyValue(QString::fromLatin1(key)).trimmed();
     if (t.isEmpty())
         throw RequestError(
@@ -86,7 +87,8 @@ QDate keyDate(const BrokerRequest &request, const char *key) {
     return d;
 }
 
-qint64 keyOfficer(const QString &text, const char *key) {
+qint64 keyOfficer(const QString &text, const char *key)
+{
     bool ok = false;
     const qint64 id = text.trimmed().toLongLong(&ok);
     if (!ok || id <= 0)
@@ -95,7 +97,8 @@ qint64 keyOfficer(const QString &text, const char *key) {
     return id;
 }
 
-BrokerReply history(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply history(HandlerContext &ctx, const BrokerRequest &request)
+{
     const QString t = request.keyValue(u"ASGNMT_NBR").trimmed();
     bool ok = false;
     const qint64 number = t.toLongLong(&ok);
@@ -111,7 +114,8 @@ BrokerReply history(HandlerContext &ctx, const BrokerRequest &request) {
     return reply;
 }
 
-QString composeListQuery(ListQuery::Direction direction, ListQuery::Status status) {
+QString composeListQuery(ListQuery::Direction direction, ListQuery::Status status)
+{
     QString sql = QLatin1String(kListSelect);
     sql += QLatin1String(direction == ListQuery::Received ? kWhereReceived : kWhereSent);
     if (status == ListQuery::Open)
@@ -124,7 +128,8 @@ QString composeListQuery(ListQuery::Direction direction, ListQuery::Status statu
 
 } // namespace
 
-QString listQueryText(ListQuery::Direction direction, ListQuery::Status status) {
+QString listQueryText(ListQuery::Direction direction, ListQuery::Status status)
+{
     // Built once per variant: the list is the busiest request there is.
     static const QString texts[2][3] = {{composeListQuery(ListQuery::Received, ListQuery::Any),
                                          composeListQuery(ListQuery::Received, ListQuery::Open),
@@ -135,11 +140,13 @@ QString listQueryText(ListQuery::Direction direction, ListQuery::Status status) 
     return texts[direction][status];
 }
 
-std::span<const Column> listColumns() {
+std::span<const Column> listColumns()
+{
     return kListColumns;
 }
 
-ListQuery ListQuery::fromRequest(const BrokerRequest &request) {
+ListQuery ListQuery::fromRequest(const BrokerRequest &request)
+{
     ListQuery q;
     q.from = keyDate(request, "ASGNMT_FRM_DT");
     q.to = keyDate(request, "ASGNMT_TO_DT");
@@ -168,7 +175,8 @@ ListQuery ListQuery::fromRequest(const BrokerRequest &request) {
     return q;
 }
 
-BrokerReply handleQuery(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleQuery(HandlerContext &ctx, const BrokerRequest &request)
+{
     if (request.keyValue(u"HISTORY").trimmed().compare(u"YES", Qt::CaseInsensitive) == 0)
         return history(ctx, request);
     const ListQuery q = ListQuery::fromRequest(request);

@@ -24,7 +24,8 @@ constexpr char kBumpSequence[] =
     R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = NEXT_VAL + 1 WHERE SEQ_NM = ?)sql";
 constexpr char kReadSequence[] = R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = ?)sql";
 
-QDate toDate(const QVariant &v) {
+QDate toDate(const QVariant &v)
+{
     if (v.isNull())
         return {};
     if (v.typeId() == QMetaType::QDate)
@@ -33,7 +34,8 @@ QDate toDate(const QVariant &v) {
 }
 
 std::optional<QVariant> codeRow(Database &db, const QString &region, const char *table,
-                                const QString &code, const QDate &on) {
+                                const QString &code, const QDate &on)
+{
     QSqlQuery &q = db.run(QLatin1String(kSelectCode),
                           {region, QLatin1String(table), code, dbDate(on), dbDate(on)});
     std::optional<QVariant> found;
@@ -45,7 +47,8 @@ std::optional<QVariant> codeRow(Database &db, const QString &region, const char 
 
 } // namespace
 
-std::optional<OfficerRow> findOfficer(Database &db, qint64 id) {
+std::optional<OfficerRow> findOfficer(Database &db, qint64 id)
+{
     QSqlQuery &q = db.run(QLatin1String(kSelectOfficer), {id});
     std::optional<OfficerRow> row;
     if (q.next())
@@ -55,13 +58,15 @@ std::optional<OfficerRow> findOfficer(Database &db, qint64 id) {
     return row;
 }
 
-bool hasRight(Database &db, qint64 officer, const QString &name, char kind) {
+bool hasRight(Database &db, qint64 officer, const QString &name, char kind)
+{
     return !db.scalar(QLatin1String(kSelectRight), {officer, QString(QLatin1Char(kind)), name})
                 .isNull();
 }
 
 std::optional<AssignmentType> findAssignmentType(Database &db, const QString &region,
-                                                 const QString &code) {
+                                                 const QString &code)
+{
     QSqlQuery &q = db.run(QLatin1String(kSelectType), {region, code});
     std::optional<AssignmentType> t;
     if (q.next())
@@ -72,29 +77,34 @@ std::optional<AssignmentType> findAssignmentType(Database &db, const QString &re
     return t;
 }
 
-bool agencyExists(Database &db, const QString &region, const QString &code, const QDate &on) {
+bool agencyExists(Database &db, const QString &region, const QString &code, const QDate &on)
+{
     return codeRow(db, region, "AGENCY", code, on).has_value();
 }
 
-bool troopExists(Database &db, const QString &troop, const QString &district) {
+bool troopExists(Database &db, const QString &troop, const QString &district)
+{
     // A troop on its own is stored with an empty district, never a null one.
     const QString d = district.isNull() ? QStringLiteral("") : district;
     return !db.scalar(QLatin1String(kSelectTroop), {troop, d}).isNull();
 }
 
-bool customerExists(Database &db, const QString &customer) {
+bool customerExists(Database &db, const QString &customer)
+{
     return !db.scalar(QLatin1String(kSelectCustomer), {customer}).isNull();
 }
 
 std::optional<QString> referenceTypeForm(Database &db, const QString &region, const QString &code,
-                                         const QDate &on) {
+                                         const QDate &on)
+{
     const auto v = codeRow(db, region, "REFDOCTYP", code, on);
     if (!v)
         return std::nullopt;
     return v->toString();
 }
 
-qint64 nextNumber(Database &db, const char *sequence) {
+qint64 nextNumber(Database &db, const char *sequence)
+{
     const QString name = QLatin1String(sequence);
     QSqlQuery &bump = db.run(QLatin1String(kBumpSequence), {name});
     const int affected = bump.numRowsAffected();

@@ -14,7 +14,8 @@ struct OfficerRow {
     QString region;
     QDate activeFrom;
     QDate activeTo; // null while active
-    bool activeOn(const QDate &day) const {
+    bool activeOn(const QDate &day) const
+    {
         return activeFrom <= day && (activeTo.isNull() || day <= activeTo);
     }
 };

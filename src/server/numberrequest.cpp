@@ -6,7 +6,8 @@
 
 namespace korva::server {
 
-BrokerReply handleNumber(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleNumber(HandlerContext &ctx, const BrokerRequest &request)
+{
     const QString kind = request.keyValue(u"KIND").trimmed().toUpper();
     if (kind != u"U")
         throw RequestError(QStringLiteral("\"%1\" is not a kind of number the server issues "

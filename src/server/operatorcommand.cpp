@@ -30,7 +30,8 @@ struct Options {
     QString error;
 };
 
-Options parse(const QStringList &args, const QSet<QString> &withValue, const QSet<QString> &flags) {
+Options parse(const QStringList &args, const QSet<QString> &withValue, const QSet<QString> &flags)
+{
     Options o;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString &a = args.at(i);
@@ -52,7 +53,8 @@ Options parse(const QStringList &args, const QSet<QString> &withValue, const QSe
     return o;
 }
 
-int usage(QTextStream &err, const QString &problem) {
+int usage(QTextStream &err, const QString &problem)
+{
     if (!problem.isEmpty())
         err << "korva-broker: " << problem << "\n";
     err << QLatin1String(kUsage);
@@ -60,7 +62,8 @@ int usage(QTextStream &err, const QString &problem) {
     return 1;
 }
 
-int runRequest(const QStringList &args, QTextStream &out, QTextStream &err) {
+int runRequest(const QStringList &args, QTextStream &out, QTextStream &err)
+{
     const Options o = parse(
         args, {QStringLiteral("--db"), QStringLiteral("--officer"), QStringLiteral("--region")},
         {});
@@ -102,7 +105,8 @@ int runRequest(const QStringList &args, QTextStream &out, QTextStream &err) {
     return reply.error.isEmpty() ? 0 : 2;
 }
 
-int runDemo(const QStringList &args, QTextStream &out, QTextStream &err) {
+int runDemo(const QStringList &args, QTextStream &out, QTextStream &err)
+{
     const Options o =
         parse(args, {QStringLiteral("--db"), QStringLiteral("--size"), QStringLiteral("--seed")},
               {QStringLiteral("--force")});
@@ -160,7 +164,8 @@ int runDemo(const QStringList &args, QTextStream &out, QTextStream &err) {
 
 } // namespace
 
-int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err) {
+int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
     if (arguments.isEmpty())
         return usage(err, QString());
     const QString command = arguments.first();

@@ -54,14 +54,16 @@ constexpr char kSelectTemplates[] =
     R"sql(SELECT TMPLT_ID, TMPLT_NM, TMPLT_PATH FROM PRNT_TMPLT ORDER BY TMPLT_ID)sql";
 
 void add(BrokerReply &reply, Database &db, const char *name, const char *sql,
-         std::span<const Column> columns, std::initializer_list<QVariant> values = {}) {
+         std::span<const Column> columns, std::initializer_list<QVariant> values = {})
+{
     const QString n = QLatin1String(name);
     reply.recordSets.insert(n, readRecordSet(db.run(QLatin1String(sql), values), n, columns));
 }
 
 } // namespace
 
-BrokerReply handleReferenceData(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleReferenceData(HandlerContext &ctx, const BrokerRequest &request)
+{
     BrokerReply reply = BrokerReply::success(request);
     add(reply, ctx.db, "OFFICER", kSelectOfficers, kOfficerColumns);
     add(reply, ctx.db, "USERRIGHT", kSelectRights, kRightColumns, {ctx.session.officerId});

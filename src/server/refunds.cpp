@@ -93,7 +93,8 @@ struct RefundState {
     QDate refunded;
 };
 
-std::optional<RefundState> loadState(Database &db, qint64 number) {
+std::optional<RefundState> loadState(Database &db, qint64 number)
+{
     QSqlQuery &q = db.run(QLatin1String(kSelectState), {number});
     std::optional<RefundState> s;
     if (q.next()) {
@@ -112,7 +113,8 @@ std::optional<RefundState> loadState(Database &db, qint64 number) {
     return s;
 }
 
-qint64 refundNumber(const QString &text, const char *field) {
+qint64 refundNumber(const QString &text, const char *field)
+{
     bool ok = false;
     const qint64 n = text.trimmed().toLongLong(&ok);
     if (text.trimmed().isEmpty())
@@ -123,20 +125,24 @@ qint64 refundNumber(const QString &text, const char *field) {
     return n;
 }
 
-RecordSetPtr refundDetails(Database &db, qint64 number) {
+RecordSetPtr refundDetails(Database &db, qint64 number)
+{
     QSqlQuery &q = db.run(QLatin1String(kSelectRefund), {number});
     return readRecordSet(q, QStringLiteral("REFUND"), kRefundColumns);
 }
 
-QVariant nullable(const QString &s) {
+QVariant nullable(const QString &s)
+{
     return s.isNull() ? QVariant() : QVariant(s);
 }
 
-QVariant nullable(const std::optional<double> &v) {
+QVariant nullable(const std::optional<double> &v)
+{
     return v ? QVariant(*v) : QVariant();
 }
 
-QString statusName(const QString &status) {
+QString statusName(const QString &status)
+{
     if (status == u"4")
         return QStringLiteral("refunded");
     if (status == u"5")
@@ -154,9 +160,11 @@ public:
         : m_ctx(ctx)
         , m_db(ctx.db)
         , m_row(row)
-        , m_me(ctx.session.officerId) {}
+        , m_me(ctx.session.officerId)
+    {}
 
-    qint64 run() {
+    qint64 run()
+    {
         const QString action = m_row.trimmed("ACTION").toUpper();
         if (action != u"ADD" && action != u"UPD")
             m_row.refuse(
@@ -184,7 +192,8 @@ public:
 
 private:
     // The step's officer field must be there and must be the signed-on officer.
-    qint64 stepOfficer(const char *field, const char *doing, const char *who) {
+    qint64 stepOfficer(const char *field, const char *doing, const char *who)
+    {
         const auto id = m_row.id(field);
         if (!id)
             m_row.refuse(QStringLiteral("When %1 a refund, the officer %2 the refund must be "
@@ -198,7 +207,8 @@ private:
         return *id;
     }
 
-    QString receiver() {
+    QString receiver()
+    {
         const QString to = m_row.trimmed("TO");
         if (!to.isEmpty() && to != u"2" && to != u"3" && to != u"4")
             m_row.refuse(QStringLiteral("TO \"%1\" is not a receiver (2 taxpayer, 3 division, "
@@ -207,12 +217,14 @@ private:
         return to.isEmpty() ? QString() : to;
     }
 
-    QString comment(const char *field) {
+    QString comment(const char *field)
+    {
         const QString c = m_row.optional(field, kCommentMax);
         return c.isEmpty() ? QString() : c;
     }
 
-    void expectAffected(QSqlQuery &q) {
+    void expectAffected(QSqlQuery &q)
+    {
         const int n = q.numRowsAffected();
         q.finish();
         if (n != 1)
@@ -220,7 +232,8 @@ private:
                              .arg(m_number));
     }
 
-    void step(const QString &status, const QString &wanted) {
+    void step(const QString &status, const QString &wanted)
+    {
         static const QHash<QString, QString> next{{QStringLiteral("0"), QStringLiteral("1")},
                                                   {QStringLiteral("1"), QStringLiteral("2")},
                                                   {QStringLiteral("2"), QStringLiteral("3")},
@@ -251,7 +264,8 @@ private:
             mail(now);
     }
 
-    void prepare(const QVariant &now) {
+    void prepare(const QVariant &now)
+    {
         const qint64 creator = stepOfficer("CREATOR_ID", "preparing", "preparing");
         const QDate created = m_row.date("CREATED_DT").value_or(m_ctx.today);
         if (created > m_ctx.today)
@@ -277,7 +291,8 @@ private:
                                  nullable(comment("QRT_CMMT_TXT")), receiptValue, now, m_number}));
     }
 
-    void verify(const QVariant &now) {
+    void verify(const QVariant &now)
+    {
         const qint64 verifier = stepOfficer("VERIFY_ID", "verifying", "verifying");
         if (m_state->creator && *m_state->creator == verifier)
             m_row.refuse(QStringLiteral("The person preparing and verifying the Refund "
@@ -287,7 +302,8 @@ private:
             {nullable(receiver()), verifier, nullable(comment("QRT_CMMT_TXT")), now, m_number}));
     }
 
-    void approve(const QVariant &now) {
+    void approve(const QVariant &now)
+    {
         const qint64 approver = stepOfficer("APPROVE_ID", "approving", "approving");
         if (m_state->verifier && *m_state->verifier == approver)
             m_row.refuse(QStringLiteral("The person verifying and approving the Refund "
@@ -297,7 +313,8 @@ private:
             {nullable(receiver()), approver, nullable(comment("QRT_CMMT_TXT")), now, m_number}));
     }
 
-    void issue(const QString &wanted, const QVariant &now) {
+    void issue(const QString &wanted, const QVariant &now)
+    {
         const qint64 by = stepOfficer("RFND_BY_ID", "refunding", "refunding");
         const QString how = m_row.trimmed("RFND_CD");
         if (how != u"0" && how != u"1")
@@ -328,7 +345,8 @@ private:
                                  dbDate(refunded), now, m_number}));
     }
 
-    void mail(const QVariant &now) {
+    void mail(const QVariant &now)
+    {
         const QDate mailed = m_row.requiredDate("DT_MLD");
         if (mailed > m_ctx.today)
             m_row.refuse(QStringLiteral("Mail Date must be current or before"));
@@ -338,7 +356,8 @@ private:
         expectAffected(m_db.run(QLatin1String(kUpdateMailed), {dbDate(mailed), now, m_number}));
     }
 
-    void voidRefund(const QString &status) {
+    void voidRefund(const QString &status)
+    {
         if (!m_state)
             m_row.refuse(QStringLiteral("Refund %1 is not known.").arg(m_number));
         if (status == u"4" || status == u"5" || status == u"T" || status == u"V")
@@ -368,7 +387,8 @@ private:
 
 } // namespace
 
-BrokerReply handleWorksheetDetails(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleWorksheetDetails(HandlerContext &ctx, const BrokerRequest &request)
+{
     const qint64 number = refundNumber(request.keyValue(u"REFUND_NBR"), "REFUND_NBR");
     const QString customer = request.keyValue(u"CUST_ID").trimmed();
     const auto state = loadState(ctx.db, number);
@@ -382,7 +402,8 @@ BrokerReply handleWorksheetDetails(HandlerContext &ctx, const BrokerRequest &req
     return reply;
 }
 
-BrokerReply handleWorksheetSave(HandlerContext &ctx, const BrokerRequest &request) {
+BrokerReply handleWorksheetSave(HandlerContext &ctx, const BrokerRequest &request)
+{
     const RecordSetPtr rs = request.recordSet(u"REFUND");
     if (!rs)
         throw RequestError(QStringLiteral("The save carries no REFUND record set."));

@@ -15,7 +15,8 @@ constexpr qint64 kUnixEpochJulianDay = 2440588;
 constexpr qint64 kMsecsPerDay = 86400000;
 constexpr int kMixedOffset = std::numeric_limits<int>::min();
 
-int digits(const QChar *p, int n) {
+int digits(const QChar *p, int n)
+{
     int v = 0;
     for (int i = 0; i < n; ++i) {
         const char16_t c = p[i].unicode();
@@ -29,7 +30,8 @@ int digits(const QChar *p, int n) {
 // The local zone's offset on a day, or kMixedOffset on a day whose offset changes. Qt asks
 // the C library for the offset of every local time it builds, and the library reads the zone
 // file each time; one answer per day serves every row of that day.
-int localOffset(const QDate &date) {
+int localOffset(const QDate &date)
+{
     thread_local QHash<qint64, int> offsets;
     const qint64 day = date.toJulianDay();
     auto it = offsets.constFind(day);
@@ -48,7 +50,8 @@ int localOffset(const QDate &date) {
 // distinct days, so each day is built once per fetch and shared by its rows.
 class CellReader {
 public:
-    QVariant read(QVariant &&v, FieldType type) {
+    QVariant read(QVariant &&v, FieldType type)
+    {
         if (v.isNull())
             return {};
         switch (type) {
@@ -68,7 +71,8 @@ public:
     }
 
 private:
-    const QVariant *isoDay(const QString &t) {
+    const QVariant *isoDay(const QString &t)
+    {
         if (t.size() < 10 || t.at(4) != u'-' || t.at(7) != u'-')
             return nullptr;
         const QChar *p = t.constData();
@@ -86,7 +90,8 @@ private:
         return &*it;
     }
 
-    QVariant date(const QVariant &v) {
+    QVariant date(const QVariant &v)
+    {
         if (v.typeId() == QMetaType::QDate)
             return v;
         if (v.typeId() == QMetaType::QDateTime)
@@ -98,7 +103,8 @@ private:
         return d.isValid() ? QVariant(d) : QVariant();
     }
 
-    QVariant timestamp(const QVariant &v) {
+    QVariant timestamp(const QVariant &v)
+    {
         if (v.typeId() == QMetaType::QDateTime)
             return v;
         const QString t = v.toString();
@@ -129,7 +135,8 @@ private:
 
 } // namespace
 
-QList<Field> fieldsOf(std::span<const Column> columns) {
+QList<Field> fieldsOf(std::span<const Column> columns)
+{
     QList<Field> fields;
     fields.reserve(qsizetype(columns.size()));
     for (const Column &c : columns)
@@ -137,11 +144,13 @@ QList<Field> fieldsOf(std::span<const Column> columns) {
     return fields;
 }
 
-QVariant fromDb(const QVariant &value, FieldType type) {
+QVariant fromDb(const QVariant &value, FieldType type)
+{
     return CellReader().read(QVariant(value), type);
 }
 
-void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns) {
+void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns)
+{
     CellReader reader;
     const int n = int(columns.size());
     while (query.next()) {
@@ -154,12 +163,14 @@ void appendRows(QSqlQuery &query, RecordSet &rs, std::span<const Column> columns
     query.finish();
 }
 
-RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns) {
+RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns)
+{
     return readRecordSet(query, name, columns, fieldsOf(columns));
 }
 
 RecordSetPtr readRecordSet(QSqlQuery &query, const QString &name, std::span<const Column> columns,
-                           const QList<Field> &fields) {
+                           const QList<Field> &fields)
+{
     auto rs = RecordSet::create(name, fields);
     appendRows(query, *rs, columns);
     return rs;

@@ -186,7 +186,8 @@ const char *const kTables[] = {"ASGNMT_HIST", "REFUND",  "ASGNMT",          "CUS
                                "USR_RGHT",    "OFFICER", "PRNT_TMPLT",      "KORVA_SEQ",
                                "KORVA_SCHEMA"};
 
-QStringList split(const char *text) {
+QStringList split(const char *text)
+{
     QStringList out;
     const QStringList parts = QString::fromLatin1(text).split(u';');
     for (const QString &p : parts) {
@@ -199,22 +200,26 @@ QStringList split(const char *text) {
 
 } // namespace
 
-const QList<Migration> &migrations() {
+const QList<Migration> &migrations()
+{
     static const QList<Migration> list{{1, split(kSchemaV1)}, {2, split(kSchemaV2)}};
     return list;
 }
 
-int latestSchemaVersion() {
+int latestSchemaVersion()
+{
     return migrations().constLast().version;
 }
 
-int schemaVersion(Database &db) {
+int schemaVersion(Database &db)
+{
     if (!db.tableExists(QStringLiteral("KORVA_SCHEMA")))
         return 0;
     return db.scalar(QLatin1String(kSelectVersion)).toInt();
 }
 
-void migrate(Database &db) {
+void migrate(Database &db)
+{
     if (schemaVersion(db) >= latestSchemaVersion())
         return;
     db.execute(QLatin1String(kCreateVersionTable));
@@ -234,7 +239,8 @@ void migrate(Database &db) {
     tx.commit();
 }
 
-void dropSchema(Database &db) {
+void dropSchema(Database &db)
+{
     for (const char *t : kTables) {
         if (db.tableExists(QLatin1String(t)))
             db.execute(QStringLiteral("DROP TABLE %1").arg(QLatin1String(t)));

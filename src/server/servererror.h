@@ -12,7 +12,8 @@ class RequestError : public std::exception {
 public:
     explicit RequestError(QString text)
         : m_text(std::move(text))
-        , m_what(m_text.toUtf8()) {}
+        , m_what(m_text.toUtf8())
+    {}
     const QString &text() const { return m_text; }
     const char *what() const noexcept override { return m_what.constData(); }
 
@@ -27,7 +28,8 @@ class DatabaseError : public RequestError {
 public:
     DatabaseError(QString text, bool lost = false)
         : RequestError(std::move(text))
-        , m_lost(lost) {}
+        , m_lost(lost)
+    {}
     bool connectionLost() const { return m_lost; }
 
 private:

@@ -6,7 +6,8 @@
 
 namespace korva::server {
 
-ConnectionSpec ConnectionSpec::parse(const QString &text) {
+ConnectionSpec ConnectionSpec::parse(const QString &text)
+{
     const QString t = text.trimmed();
     if (t.isEmpty())
         throw RequestError(QStringLiteral("No database connection is configured."));
@@ -38,7 +39,8 @@ ConnectionSpec ConnectionSpec::parse(const QString &text) {
     return spec;
 }
 
-QString ConnectionSpec::display() const {
+QString ConnectionSpec::display() const
+{
     if (dialect == Dialect::Sqlite)
         return QStringLiteral("sqlite:") + path;
     return QStringLiteral("postgres://%1@%2:%3/%4").arg(user, host).arg(port).arg(database);

@@ -32,7 +32,8 @@ struct ServerSettings {
 
     ServerSettings() = default;
     explicit ServerSettings(QString conn)
-        : connection(std::move(conn)) {}
+        : connection(std::move(conn))
+    {}
 };
 
 } // namespace korva::server

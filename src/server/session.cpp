@@ -4,7 +4,8 @@
 
 namespace korva::server {
 
-Session Session::fromContext(const QString &context) {
+Session Session::fromContext(const QString &context)
+{
     Session s;
     static const QRegularExpression separators(QStringLiteral("[;,]"));
     const QStringList pairs = context.split(separators, Qt::SkipEmptyParts);
@@ -24,7 +25,8 @@ Session Session::fromContext(const QString &context) {
     return s;
 }
 
-QString Session::contextText(qint64 officerId, const QString &region) {
+QString Session::contextText(qint64 officerId, const QString &region)
+{
     return QStringLiteral("INSP_ID=%1;REGION=%2").arg(officerId).arg(region);
 }
 

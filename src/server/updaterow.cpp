@@ -8,9 +8,11 @@ namespace korva::server {
 
 UpdateRow::UpdateRow(const RecordSet &rs, int storageIndex)
     : m_rs(rs)
-    , m_index(storageIndex) {}
+    , m_index(storageIndex)
+{}
 
-QVariant UpdateRow::raw(const char *field) const {
+QVariant UpdateRow::raw(const char *field) const
+{
     const int col = m_rs.fieldIndex(QString::fromLatin1(field));
     if (col < 0)
         return {};
@@ -18,12 +20,14 @@ QVariant UpdateRow::raw(const char *field) const {
     return col < row.size() ? row.at(col) : QVariant();
 }
 
-bool UpdateRow::has(const char *field) const {
+bool UpdateRow::has(const char *field) const
+{
     const QVariant v = raw(field);
     return !(v.isNull() || (v.typeId() == QMetaType::QString && v.toString().isNull()));
 }
 
-QString UpdateRow::text(const char *field) const {
+QString UpdateRow::text(const char *field) const
+{
     if (!has(field))
         return {};
     const QVariant v = raw(field);
@@ -35,11 +39,13 @@ QString UpdateRow::text(const char *field) const {
     return t;
 }
 
-void UpdateRow::refuse(const QString &text) const {
+void UpdateRow::refuse(const QString &text) const
+{
     throw RequestError(QStringLiteral("Row %1: %2").arg(m_index + 1).arg(text));
 }
 
-QString UpdateRow::required(const char *field, int maxLength) const {
+QString UpdateRow::required(const char *field, int maxLength) const
+{
     const QString t = text(field);
     if (t.trimmed().isEmpty())
         refuse(QStringLiteral("%1 is required.").arg(QLatin1String(field)));
@@ -50,7 +56,8 @@ QString UpdateRow::required(const char *field, int maxLength) const {
     return t;
 }
 
-QString UpdateRow::optional(const char *field, int maxLength) const {
+QString UpdateRow::optional(const char *field, int maxLength) const
+{
     const QString t = text(field);
     if (t.size() > maxLength)
         refuse(QStringLiteral("%1 is longer than %2 characters.")
@@ -59,7 +66,8 @@ QString UpdateRow::optional(const char *field, int maxLength) const {
     return t;
 }
 
-std::optional<qint64> UpdateRow::id(const char *field) const {
+std::optional<qint64> UpdateRow::id(const char *field) const
+{
     const QString t = trimmed(field);
     if (t.isEmpty())
         return std::nullopt;
@@ -71,14 +79,16 @@ std::optional<qint64> UpdateRow::id(const char *field) const {
     return v;
 }
 
-qint64 UpdateRow::requiredId(const char *field) const {
+qint64 UpdateRow::requiredId(const char *field) const
+{
     const auto v = id(field);
     if (!v)
         refuse(QStringLiteral("%1 is required.").arg(QLatin1String(field)));
     return *v;
 }
 
-std::optional<QDate> UpdateRow::date(const char *field) const {
+std::optional<QDate> UpdateRow::date(const char *field) const
+{
     const QVariant v = raw(field);
     if (v.typeId() == QMetaType::QDate)
         return v.toDate();
@@ -91,14 +101,16 @@ std::optional<QDate> UpdateRow::date(const char *field) const {
     return d;
 }
 
-QDate UpdateRow::requiredDate(const char *field) const {
+QDate UpdateRow::requiredDate(const char *field) const
+{
     const auto d = date(field);
     if (!d)
         refuse(QStringLiteral("%1 is required.").arg(QLatin1String(field)));
     return *d;
 }
 
-std::optional<double> UpdateRow::amount(const char *field) const {
+std::optional<double> UpdateRow::amount(const char *field) const
+{
     QString t = trimmed(field);
     t.remove(u'$').remove(u',');
     if (t.isEmpty())

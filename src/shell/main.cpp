@@ -5,7 +5,8 @@
 
 #include <cstdio>
 
-int main(int argc, char *argv[]) {
+int main(int argc, char *argv[])
+{
     QCoreApplication::setOrganizationName(QStringLiteral("Korva"));
     QCoreApplication::setApplicationName(QStringLiteral("korva"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KORVA_VERSION_TEXT));

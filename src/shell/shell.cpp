@@ -22,7 +22,8 @@ constexpr int kScreenshotWaitMs = 20000;
 // A progress window for the few seconds that a first run spends making the demo data.
 class DemoProgressWindow {
 public:
-    void update(const QString &stage, qint64 done, qint64 total) {
+    void update(const QString &stage, qint64 done, qint64 total)
+    {
         if (!m_dialog) {
             m_dialog = std::make_unique<QProgressDialog>();
             m_dialog->setWindowTitle(QStringLiteral("Korva Assignments"));
@@ -43,7 +44,8 @@ private:
 };
 
 // Saves a picture of the window once its list has rows (or the wait is over), then quits.
-void grabWhenListed(ShellWindow *window, const QString &file) {
+void grabWhenListed(ShellWindow *window, const QString &file)
+{
     auto *timer = new QTimer(window);
     auto clock = std::make_shared<QElapsedTimer>();
     clock->start();
@@ -66,7 +68,8 @@ void grabWhenListed(ShellWindow *window, const QString &file) {
 }
 
 // The reason goes to the log as well: a box alone is lost when nobody watches the screen.
-int refuse(ShellSession &session, int exitCode) {
+int refuse(ShellSession &session, int exitCode)
+{
     std::fprintf(stderr, "korva: %s\n", qPrintable(session.errorText()));
     // A picture run is unattended: a box would wait for nobody.
     if (session.options().screenshot.isEmpty())
@@ -77,7 +80,8 @@ int refuse(ShellSession &session, int exitCode) {
 
 } // namespace
 
-int startShell(ShellSession &session, std::unique_ptr<ShellWindow> &window) {
+int startShell(ShellSession &session, std::unique_ptr<ShellWindow> &window)
+{
     DemoProgressWindow progress;
     session.setDemoProgress([&progress](const QString &stage, qint64 done, qint64 total) {
         progress.update(stage, done, total);
@@ -94,7 +98,8 @@ int startShell(ShellSession &session, std::unique_ptr<ShellWindow> &window) {
     return ExitCode::Ok;
 }
 
-int runShell(const StartOptions &options) {
+int runShell(const StartOptions &options)
+{
     ShellSession session(options);
     std::unique_ptr<ShellWindow> window;
     if (const int failed = startShell(session, window))

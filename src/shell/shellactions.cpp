@@ -11,7 +11,8 @@
 namespace korva {
 
 QAction *ShellWindow::addButton(int button, QStyle::StandardPixmap icon, const QString &text,
-                                const QString &tip, void (ShellWindow::*slot)()) {
+                                const QString &tip, void (ShellWindow::*slot)())
+{
     auto *action = new QAction(style()->standardIcon(icon), text, this);
     action->setObjectName(QStringLiteral("tbrButton(%1)").arg(button));
     action->setToolTip(tip);
@@ -21,7 +22,8 @@ QAction *ShellWindow::addButton(int button, QStyle::StandardPixmap icon, const Q
     return action;
 }
 
-void ShellWindow::createActions() {
+void ShellWindow::createActions()
+{
     QAction *newAction =
         addButton(ToolbarButton::New, QStyle::SP_FileIcon, QStringLiteral("&New Assignment"),
                   QStringLiteral("Start a new assignment"), &ShellWindow::fileNew);

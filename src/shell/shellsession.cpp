@@ -22,7 +22,8 @@ namespace {
 constexpr int kCustomerSearchKind = 93;
 
 QList<CustomerInfo> searchCustomers(Broker *broker, const UserContext *user, const QString &text,
-                                    int limit) {
+                                    int limit)
+{
     BrokerRequest request;
     request.setMessageId(QStringLiteral("KORVA.CUSTOMERSEARCH"));
     request.setVersion(user->versionText());
@@ -44,21 +45,25 @@ QList<CustomerInfo> searchCustomers(Broker *broker, const UserContext *user, con
 } // namespace
 
 ShellSession::ShellSession(StartOptions options)
-    : m_options(std::move(options)) {
+    : m_options(std::move(options))
+{
     m_platform.messages = m_boxes;
 }
 
-ShellSession::~ShellSession() {
+ShellSession::~ShellSession()
+{
     if (m_signedOn && &Platform::current() == &m_platform)
         Platform::install(m_previous);
     m_host.setWindow(nullptr);
 }
 
-QString ShellSession::applicationTitle() {
+QString ShellSession::applicationTitle()
+{
     return QStringLiteral("Korva Assignments");
 }
 
-void ShellSession::setMessageBoxes(MessageBoxes *boxes) {
+void ShellSession::setMessageBoxes(MessageBoxes *boxes)
+{
     m_boxes = boxes ? boxes : &m_qtBoxes;
     m_platform.messages = m_boxes;
     if (m_reporter)
@@ -66,12 +71,14 @@ void ShellSession::setMessageBoxes(MessageBoxes *boxes) {
     m_platform.errors = m_reporter.get();
 }
 
-bool ShellSession::fail(const QString &text) {
+bool ShellSession::fail(const QString &text)
+{
     m_error = text;
     return false;
 }
 
-QString ShellSession::databaseText() const {
+QString ShellSession::databaseText() const
+{
     try {
         return server::ConnectionSpec::parse(m_options.connection).display();
     } catch (const server::RequestError &) {
@@ -79,7 +86,8 @@ QString ShellSession::databaseText() const {
     }
 }
 
-bool ShellSession::prepareDatabase() {
+bool ShellSession::prepareDatabase()
+{
     server::ConnectionSpec spec;
     try {
         spec = server::ConnectionSpec::parse(m_options.connection);
@@ -111,13 +119,15 @@ bool ShellSession::prepareDatabase() {
     return true;
 }
 
-QString ShellSession::signOnFailure(const QString &reason) const {
+QString ShellSession::signOnFailure(const QString &reason) const
+{
     return QStringLiteral("Officer %1 could not sign on to %2.\n\n%3\n\nDatabase: %4")
         .arg(m_options.officerId)
         .arg(applicationTitle(), reason, databaseText());
 }
 
-bool ShellSession::signOn() {
+bool ShellSession::signOn()
+{
     if (m_signedOn)
         return true;
     try {
@@ -165,7 +175,8 @@ bool ShellSession::signOn() {
     return true;
 }
 
-void ShellSession::installServices() {
+void ShellSession::installServices()
+{
     modMessageTitle::setMessageTitle(applicationTitle());
     m_reporter = std::make_unique<DialogErrorReporter>(m_boxes);
     m_platform.broker = m_broker.get();
@@ -188,7 +199,8 @@ void ShellSession::installServices() {
     Platform::install(&m_platform);
 }
 
-QString ShellSession::officerName() const {
+QString ShellSession::officerName() const
+{
     if (!m_reference)
         return {};
     return m_reference->officerName(m_options.officerId);
@@ -198,13 +210,15 @@ QString ShellSession::officerName() const {
 
 namespace korva {
 
-QString ShellSession::sessionText() const {
+QString ShellSession::sessionText() const
+{
     return QStringLiteral("Officer %1  |  Region %2  |  %3")
         .arg(m_options.officerId)
         .arg(m_user ? m_user->region() : QString(), databaseText());
 }
 
-std::unique_ptr<ShellWindow> ShellSession::openWindow() {
+std::unique_ptr<ShellWindow> ShellSession::openWindow()
+{
     const QString name = officerName();
     const QString officer = name.isEmpty()
                                 ? QStringLiteral("Officer %1").arg(m_options.officerId)

@@ -15,14 +15,16 @@ namespace korva {
 
 namespace {
 
-bool actsOnDocument(int button) {
+bool actsOnDocument(int button)
+{
     return button == ToolbarButton::New || button == ToolbarButton::Copy;
 }
 
 } // namespace
 
 ShellWindow::ShellWindow(const QString &officerText, const QString &sessionText, QWidget *parent)
-    : QMainWindow(parent) {
+    : QMainWindow(parent)
+{
     setObjectName(QStringLiteral("ShellWindow"));
     setWindowTitle(QStringLiteral("%1 - %2").arg(modMessageTitle::MessageTitle(), officerText));
     createActions();
@@ -33,36 +35,43 @@ ShellWindow::ShellWindow(const QString &officerText, const QString &sessionText,
 
 ShellWindow::~ShellWindow() = default;
 
-KORVA_AssignMaint *ShellWindow::document() const {
+KORVA_AssignMaint *ShellWindow::document() const
+{
     return m_document;
 }
 
-QString ShellWindow::containerTag() {
+QString ShellWindow::containerTag()
+{
     return QStringLiteral("ASSIGNMAINT");
 }
 
-QString ShellWindow::containerCaption() {
+QString ShellWindow::containerCaption()
+{
     return QStringLiteral("Assignments");
 }
 
-void ShellWindow::createDocument() {
+void ShellWindow::createDocument()
+{
     m_document = new KORVA_AssignMaint(this);
     m_document->setContainer(containerTag(), containerCaption());
     setCentralWidget(m_document);
 }
 
-void ShellWindow::createStatusBar(const QString &sessionText) {
+void ShellWindow::createStatusBar(const QString &sessionText)
+{
     statusBar()->setObjectName(QStringLiteral("sbrStatus"));
     m_sessionLabel = new QLabel(sessionText, this);
     m_sessionLabel->setObjectName(QStringLiteral("lblSession"));
     statusBar()->addPermanentWidget(m_sessionLabel);
 }
 
-void ShellWindow::showStatus(const QString &text) {
+void ShellWindow::showStatus(const QString &text)
+{
     statusBar()->showMessage(text);
 }
 
-void ShellWindow::setToolbarButton(int button, bool enabled, const QString &documentId) {
+void ShellWindow::setToolbarButton(int button, bool enabled, const QString &documentId)
+{
     // The flag means enabled. The shell hosts one document, so whoever calls is that document;
     // the identity is kept only to show who set the toolbar last.
     QAction *action = m_buttons.value(button);
@@ -76,12 +85,14 @@ void ShellWindow::setToolbarButton(int button, bool enabled, const QString &docu
         action->setEnabled(enabled && (m_document || !actsOnDocument(button)));
 }
 
-void ShellWindow::setSaveAllowed(bool allowed) {
+void ShellWindow::setSaveAllowed(bool allowed)
+{
     m_saveAllowed = allowed;
     updateSaveAction();
 }
 
-void ShellWindow::documentLeaving(bool leaving) {
+void ShellWindow::documentLeaving(bool leaving)
+{
     // A document that leaves takes its entry with it: nothing of it is left to save. It may
     // still be kept (a refused close), and then its next check offers the save again.
     m_documentLeft = leaving;
@@ -90,13 +101,15 @@ void ShellWindow::documentLeaving(bool leaving) {
     updateSaveAction();
 }
 
-void ShellWindow::updateSaveAction() {
+void ShellWindow::updateSaveAction()
+{
     if (QAction *save = m_buttons.value(ToolbarButton::Save))
         save->setEnabled(m_document && m_saveAllowed &&
                          m_buttonEnabled.value(ToolbarButton::Save, true));
 }
 
-bool ShellWindow::closeDocument() {
+bool ShellWindow::closeDocument()
+{
     if (!m_document)
         return true;
     // CloseDocument alone decides: it asks about an unsaved entry and waits for its save
@@ -115,7 +128,8 @@ bool ShellWindow::closeDocument() {
     return true;
 }
 
-void ShellWindow::closeEvent(QCloseEvent *event) {
+void ShellWindow::closeEvent(QCloseEvent *event)
+{
     // CloseDocument lets events run while it waits for a save; a second close meanwhile
     // must not ask the document again.
     if (m_closing) {
@@ -131,21 +145,25 @@ void ShellWindow::closeEvent(QCloseEvent *event) {
         event->ignore();
 }
 
-void ShellWindow::fileNew() {
+void ShellWindow::fileNew()
+{
     if (m_document)
         m_document->FileNew();
 }
 
-void ShellWindow::fileSave() {
+void ShellWindow::fileSave()
+{
     if (m_document)
         m_document->SaveData();
 }
 
-void ShellWindow::fileClose() {
+void ShellWindow::fileClose()
+{
     close();
 }
 
-void ShellWindow::copyAssignment() {
+void ShellWindow::copyAssignment()
+{
     if (!m_document)
         return;
     const QString parameters = m_document->AssembleParameters();
@@ -161,7 +179,8 @@ void ShellWindow::copyAssignment() {
     showStatus(QStringLiteral("Assignment copied to the clipboard."));
 }
 
-void ShellWindow::about() {
+void ShellWindow::about()
+{
     Platform &p = platform();
     if (!p.messages)
         return;

@@ -11,12 +11,14 @@ namespace korva {
 
 namespace {
 
-QString key(const char *name) {
+QString key(const char *name)
+{
     return QString::fromLatin1(name);
 }
 
 // A whole number in [low, high], or nothing.
-std::optional<qint64> wholeNumber(const QString &text, qint64 low, qint64 high) {
+std::optional<qint64> wholeNumber(const QString &text, qint64 low, qint64 high)
+{
     bool ok = false;
     const qint64 n = text.trimmed().toLongLong(&ok);
     if (!ok || n < low || n > high)
@@ -26,7 +28,8 @@ std::optional<qint64> wholeNumber(const QString &text, qint64 low, qint64 high) 
 
 } // namespace
 
-QString StartOptions::defaultConnection() {
+QString StartOptions::defaultConnection()
+{
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
     return QStringLiteral("sqlite:") + QDir(folder).filePath(QStringLiteral("korva-demo.db"));
 }
@@ -57,14 +60,16 @@ StartCommandLine::StartCommandLine()
                    QStringLiteral("file"))
     , m_help({QStringLiteral("h"), QStringLiteral("help")},
              QStringLiteral("Show this help and quit."))
-    , m_version(QStringLiteral("version"), QStringLiteral("Show the version and quit.")) {
+    , m_version(QStringLiteral("version"), QStringLiteral("Show the version and quit."))
+{
     m_parser.setApplicationDescription(
         QStringLiteral("Korva Assignments: list, create and act on assignments."));
     m_parser.addOptions(
         {m_officer, m_database, m_demo, m_demoSize, m_timeout, m_screenshot, m_help, m_version});
 }
 
-QString StartCommandLine::helpText() const {
+QString StartCommandLine::helpText() const
+{
     // The command line is read before the application object exists, so the parser does not
     // know the program's name yet.
     QString text = m_parser.helpText();
@@ -72,20 +77,24 @@ QString StartCommandLine::helpText() const {
     return text;
 }
 
-bool StartCommandLine::fail(const QString &text) {
+bool StartCommandLine::fail(const QString &text)
+{
     m_error = text;
     return false;
 }
 
-bool StartCommandLine::helpRequested() const {
+bool StartCommandLine::helpRequested() const
+{
     return m_parser.isSet(m_help);
 }
 
-bool StartCommandLine::versionRequested() const {
+bool StartCommandLine::versionRequested() const
+{
     return m_parser.isSet(m_version);
 }
 
-bool StartCommandLine::parse(const QStringList &arguments, const QSettings &settings) {
+bool StartCommandLine::parse(const QStringList &arguments, const QSettings &settings)
+{
     m_options = StartOptions{};
     m_error.clear();
     if (!m_parser.parse(arguments))

@@ -1,7 +1,7 @@
 #include "common/conventions.h"
 #include "common/modassignmaint.h"
-#include "testkit.h"
 #include "test_main.h"
+#include "testkit.h"
 
 using namespace korva;
 
@@ -18,8 +18,12 @@ public:
                             routes);
         });
         connect(&msg, &BrokerMessage::MsgTimeout, this, [this] { flags.TimedOut = true; });
-        routes.enableTabs = [this](bool on) { tabsEnabled = on; };
-        routes.goodQuery = [this] { ++queries; };
+        routes.enableTabs = [this](bool on) {
+            tabsEnabled = on;
+        };
+        routes.goodQuery = [this] {
+            ++queries;
+        };
         routes.goodUpdate = [this] {
             ++updates;
             query(); // a good update asks for the list again

@@ -1,8 +1,8 @@
 #include "common/modassignmaint.h"
 #include "common/records.h"
 #include "platform/checkdigit.h"
-#include "testkit.h"
 #include "test_main.h"
+#include "testkit.h"
 
 using namespace korva;
 using namespace korva::modAssignMaint;
@@ -79,14 +79,38 @@ private slots:
         QTest::addColumn<QString>("first");
         QTest::addColumn<QString>("middle");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("jr suffix") << "smith,jr" << "john" << "q" << "SMITH, JR, JOHN Q.";
-        QTest::newRow("one-letter first") << "Doe" << "J" << "" << "DOE, J.";
-        QTest::newRow("middle only") << "Roe" << "" << "Ann" << "ROE, ANN";
-        QTest::newRow("sr suffix") << "Brown,SR" << "" << "" << "BROWN, SR";
-        QTest::newRow("two-letter middle") << "Lee" << "Ann" << "Jo" << "LEE, ANN JO";
-        QTest::newRow("blanks trimmed") << "  Kim " << " Al " << " B " << "KIM, AL B.";
-        QTest::newRow("jr wins over sr") << "a,jr,sr" << "" << "" << "A, JR,SR";
-        QTest::newRow("nothing") << "" << "" << "" << "";
+        QTest::newRow("jr suffix") << "smith,jr"
+                                   << "john"
+                                   << "q"
+                                   << "SMITH, JR, JOHN Q.";
+        QTest::newRow("one-letter first") << "Doe"
+                                          << "J"
+                                          << ""
+                                          << "DOE, J.";
+        QTest::newRow("middle only") << "Roe"
+                                     << ""
+                                     << "Ann"
+                                     << "ROE, ANN";
+        QTest::newRow("sr suffix") << "Brown,SR"
+                                   << ""
+                                   << ""
+                                   << "BROWN, SR";
+        QTest::newRow("two-letter middle") << "Lee"
+                                           << "Ann"
+                                           << "Jo"
+                                           << "LEE, ANN JO";
+        QTest::newRow("blanks trimmed") << "  Kim "
+                                        << " Al "
+                                        << " B "
+                                        << "KIM, AL B.";
+        QTest::newRow("jr wins over sr") << "a,jr,sr"
+                                         << ""
+                                         << ""
+                                         << "A, JR,SR";
+        QTest::newRow("nothing") << ""
+                                 << ""
+                                 << ""
+                                 << "";
     }
     void properNames()
     {

@@ -24,7 +24,8 @@ namespace korva::doctest {
 
 // A record set from a layout "NAME:i NAME:d NAME" (integer, date, text) and rows of values.
 inline RecordSetPtr table(const QString &name, const char *layout,
-                          const QList<QList<QVariant>> &rows) {
+                          const QList<QList<QVariant>> &rows)
+{
     QList<Field> fields;
     for (const QString &f : QString::fromLatin1(layout).split(u' ')) {
         const QString type = f.section(u':', 1);
@@ -36,13 +37,15 @@ inline RecordSetPtr table(const QString &name, const char *layout,
 }
 
 // A compact data table: one text column, "row", of fields joined by ";".
-inline void addRows(std::initializer_list<std::pair<const char *, const char *>> rows) {
+inline void addRows(std::initializer_list<std::pair<const char *, const char *>> rows)
+{
     QTest::addColumn<QString>("row");
     for (const auto &[name, fields] : rows)
         QTest::newRow(name) << QString::fromUtf8(fields);
 }
 // The fields of the current data row.
-inline QStringList rowFields() {
+inline QStringList rowFields()
+{
     QFETCH(QString, row);
     return row.split(u';');
 }
@@ -61,7 +64,8 @@ struct Row {
     QString comment = QStringLiteral("Comment");
 };
 
-inline RecordSetPtr assignments(const QList<Row> &rows) {
+inline RecordSetPtr assignments(const QList<Row> &rows)
+{
     QList<QList<QVariant>> values;
     for (const Row &r : rows)
         values.append({r.number, r.type, r.status, r.from, r.to, r.from,
@@ -78,7 +82,8 @@ inline RecordSetPtr assignments(const QList<Row> &rows) {
 // Answers code-list query texts: the assignment types (code, description, creator closes,
 // due and expiration days as the table holds them, system generated), or one code table of
 // the sample reference data.
-inline RecordSetPtr codeList(const QString &query) {
+inline RecordSetPtr codeList(const QString &query)
+{
     if (!query.contains(QStringLiteral("ZTB_ASGNMT_TYPE"))) {
         RecordSetPtr codes =
             testkit::sampleReferenceReply().recordSet(QStringLiteral("ZTB_CODE"))->clone();
@@ -102,7 +107,8 @@ inline RecordSetPtr codeList(const QString &query) {
 // Fills the new-assignment tab step by step, "what=value|...": type, ref (account type),
 // number, officer, subject, comment, option (7, 8, 9), troop (typed), agency (a code, or a
 // text that is none), officers (the add-officers list, ids joined by ",").
-inline void fillEntry(KORVA_AssignMaint &doc, const QString &steps) {
+inline void fillEntry(KORVA_AssignMaint &doc, const QString &steps)
+{
     AssignmentEntryTab &e = *doc.entry;
     doc.tabTab->setCurrentIndex(1);
     for (const QString &step : steps.split(u'|', Qt::SkipEmptyParts)) {
@@ -137,24 +143,28 @@ public:
     Fixture() { tp.codeList.handler = codeList; }
 
     // Created on demand, so a test can change the user or the services first.
-    KORVA_AssignMaint &doc() {
+    KORVA_AssignMaint &doc()
+    {
         if (!m_doc) {
             m_doc = std::make_unique<KORVA_AssignMaint>();
             m_doc->resize(1100, 600);
         }
         return *m_doc;
     }
-    KORVA_AssignMaint &shown() {
+    KORVA_AssignMaint &shown()
+    {
         doc().show();
         return *m_doc;
     }
     // Shows the document and answers its first list query with these rows.
-    void showWith(const QList<Row> &rows) {
+    void showWith(const QList<Row> &rows)
+    {
         shown();
         tp.fakeBroker.replyGood({assignments(rows)});
     }
     // The new-assignment tab, shown in an active window so that focus moves for real.
-    AssignmentEntryTab &entry() {
+    AssignmentEntryTab &entry()
+    {
         if (!doc().isActiveWindow()) {
             shown().activateWindow();
             if (!QTest::qWaitForWindowActive(m_doc.get()))
@@ -163,13 +173,15 @@ public:
         m_doc->tabTab->setCurrentIndex(1);
         return *m_doc->entry;
     }
-    void fill(const QString &steps) {
+    void fill(const QString &steps)
+    {
         entry();
         fillEntry(*m_doc, steps);
     }
 
     template <class W> W *find(const QString &name) { return doc().findChild<W *>(name); }
-    template <class W> W *find(const char *array, int i) {
+    template <class W> W *find(const char *array, int i)
+    {
         return find<W>(QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(i));
     }
     QLineEdit *box(int i) { return find<QLineEdit>("txtBox", i); }
@@ -184,17 +196,20 @@ public:
     const QList<testkit::ScriptedMessageBoxes::Shown> &boxes() const { return tp.boxes.shown; }
 
     // Clicks a data row of the assignment grid as the user would.
-    void clickRow(int viewRow) {
+    void clickRow(int viewRow)
+    {
         const QRect r = grid()->visualRect(grid()->model()->index(viewRow, 0));
         QTest::mouseClick(grid()->viewport(), Qt::LeftButton, {}, r.center());
     }
     // Types into a box as the user does: focus, then keys.
-    void type(int i, const QString &text) {
+    void type(int i, const QString &text)
+    {
         box(i)->setFocus();
         QTest::keyClicks(box(i), text);
     }
     // Moves the focus away from the control, so that it loses it.
-    void leave(QWidget *control) {
+    void leave(QWidget *control)
+    {
         control->setFocus();
         (control == box(4) ? static_cast<QWidget *>(comment()) : box(4))->setFocus();
     }
@@ -204,15 +219,18 @@ public:
     int beeps() const { return tp.beeps.beeps; }
 
     // Makes the new-assignment entry complete and valid: one officer and a comment.
-    void enterValidAssignment() {
+    void enterValidAssignment()
+    {
         doc().entry->txtBox[1]->setText(QStringLiteral("1002"));
         doc().entry->txtComment->setPlainText(QStringLiteral("Please follow up."));
     }
-    QString checked() {
+    QString checked()
+    {
         doc().entry->CheckEdits();
         return doc().entry->errorText();
     }
-    QString markedNames() const {
+    QString markedNames() const
+    {
         QStringList names;
         for (const QWidget *w : tp.fieldMarks.marked)
             names.append(w->objectName());
@@ -220,7 +238,8 @@ public:
         return names.join(u' ');
     }
     // The error reports so far, one a line: empty when all went well.
-    QString reports() const {
+    QString reports() const
+    {
         QString lines;
         for (const auto &r : tp.reporter.reports)
             lines += r.source + QStringLiteral(": ") + r.text + u'\n';

@@ -8,7 +8,8 @@
 using namespace korva;
 using namespace korva::doctest;
 
-int main(int argc, char *argv[]) {
+int main(int argc, char *argv[])
+{
     QApplication app(argc, argv);
     const QStringList args = QApplication::arguments();
     Fixture f;

@@ -24,8 +24,10 @@ namespace {
 class CountingBroker : public Broker {
 public:
     explicit CountingBroker(Broker &real)
-        : m_real(real) {}
-    void send(const BrokerRequest &r, BrokerMessage *to) override {
+        : m_real(real)
+    {}
+    void send(const BrokerRequest &r, BrokerMessage *to) override
+    {
         ++sent;
         m_real.send(r, to);
     }
@@ -43,7 +45,8 @@ struct SignedOn {
         , user(officer, QStringLiteral("NE"))
         , reference(broker.call(makeReferenceDataRequest(user)))
         , data(reference, user.region(), clock.today())
-        , codes(&broker, &user) {
+        , codes(&broker, &user)
+    {
         user.loadRights(reference);
         tp.broker = &counting;
         tp.user = &user;
@@ -56,7 +59,8 @@ struct SignedOn {
         doc->show();
     }
     // Waits for that many replies in all, or for a message box, whichever comes first.
-    bool waitReplies(int total) {
+    bool waitReplies(int total)
+    {
         return QTest::qWaitFor([&] { return replies->count() >= total || !boxes().isEmpty(); },
                                20000);
     }
@@ -74,7 +78,8 @@ struct SignedOn {
     std::unique_ptr<QSignalSpy> replies;
 };
 
-QString today(int days = 0) {
+QString today(int days = 0)
+{
     return QDate::currentDate().addDays(days).toString(QStringLiteral("MM/dd/yyyy"));
 }
 
@@ -88,7 +93,8 @@ class TestDocumentBroker : public QObject {
 
     // Today's assignments that the back end lists for `officer` as addressee or sender (key
     // OFCR_TO_ID or OFCR_FRM_ID) and that carry `comment`.
-    RecordSetPtr listed(int officer, const char *key, const QString &comment) {
+    RecordSetPtr listed(int officer, const char *key, const QString &comment)
+    {
         const QString day = QDate::currentDate().toString(Qt::ISODate);
         BrokerRequest r =
             composeQuery(QStringLiteral("CHECK"), RequestKind::Query,
@@ -105,7 +111,8 @@ class TestDocumentBroker : public QObject {
         return rows;
     }
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         QVERIFY(m_dir.isValid());
         const server::ServerSettings settings(QStringLiteral("sqlite:") +
                                               m_dir.filePath(QStringLiteral("demo.db")));
@@ -117,7 +124,8 @@ private slots:
     }
     void cleanupTestCase() { m_broker.reset(); }
 
-    void firstShowListsTheReceivedOpenAssignmentsDecorated() {
+    void firstShowListsTheReceivedOpenAssignmentsDecorated()
+    {
         SignedOn s(*m_broker, 1001);
         QVERIFY(s.waitReplies(1));
         QCOMPARE(s.tp.statusBar.last(), QStringLiteral("Ready ..."));
@@ -161,7 +169,8 @@ private slots:
                                        QStringLiteral("Reply"), QStringLiteral("red"), QString()}));
     }
 
-    void newAssignmentReachesEachListedOfficer() {
+    void newAssignmentReachesEachListedOfficer()
+    {
         SignedOn s(*m_broker, 1001);
         QVERIFY(s.waitReplies(1));
         fillEntry(*s.doc, QStringLiteral("type=002|subject=Three of you|comment=One each, "
@@ -189,7 +198,8 @@ private slots:
         QCOMPARE(numbers.size(), 3); // each officer has his own assignment
     }
 
-    void agencyAndTroopAreStoredAsChosen_data() {
+    void agencyAndTroopAreStoredAsChosen_data()
+    {
         QTest::addColumn<QString>("entry");  // steps, see Fixture::fill
         QTest::addColumn<QString>("stored"); // AGNCY_CD, TRP_ID, TRP_DIST_ID
         QTest::newRow("agency") << QStringLiteral("option=8|agency=SP") << QStringLiteral("SP||");
@@ -197,7 +207,8 @@ private slots:
             << QStringLiteral("option=9|troop=c12") << QStringLiteral("|C|12");
         QTest::newRow("troop") << QStringLiteral("option=9|troop=e") << QStringLiteral("|E|");
     }
-    void agencyAndTroopAreStoredAsChosen() {
+    void agencyAndTroopAreStoredAsChosen()
+    {
         QFETCH(QString, entry);
         QFETCH(QString, stored);
         SignedOn s(*m_broker, 1001);
@@ -217,7 +228,8 @@ private slots:
         QVERIFY(a->isNull(u"OFCR_TO_ID"));
     }
 
-    void refusedSaveShowsTheServersTextAndKeepsTheEntry() {
+    void refusedSaveShowsTheServersTextAndKeepsTheEntry()
+    {
         // Officer 1005 signs on with the right, which is then withdrawn on the server.
         SignedOn s(*m_broker, 1005);
         QVERIFY(s.waitReplies(1));
@@ -246,7 +258,8 @@ private slots:
         QCOMPARE(listed(1003, "OFCR_TO_ID", QStringLiteral("Not to be stored."))->count(), 0);
     }
 
-    void fromAfterToSendsNothing() {
+    void fromAfterToSendsNothing()
+    {
         SignedOn s(*m_broker, 1001);
         QVERIFY(s.waitReplies(1));
         const int rows = s.doc->grdAssignment->rowCount();

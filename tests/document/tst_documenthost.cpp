@@ -16,14 +16,16 @@ constexpr int kQuestionStyle = 35; // Yes/No/Cancel with the question icon
 const QList<int> kToolbar{9, 8, 7, 12, 14};
 
 // The toolbar buttons the document set, in order; {-1} when a call had another flag or id.
-QList<int> toolbar(const testkit::RecordingShellServices &shell) {
+QList<int> toolbar(const testkit::RecordingShellServices &shell)
+{
     QList<int> buttons;
     for (const auto &b : shell.buttons)
         buttons.append(b.flag && b.documentId == u"KORVA_AssignMaint" ? b.button : -1);
     return buttons;
 }
 
-int answer(const QString &text) {
+int answer(const QString &text)
+{
     return text == u"yes" ? MsgAnswer::Yes : text == u"no" ? MsgAnswer::No : MsgAnswer::Cancel;
 }
 
@@ -32,10 +34,12 @@ int answer(const QString &text) {
 class TestDocumentHost : public QObject {
     Q_OBJECT
 private slots:
-    void firstShow_data() {
+    void firstShow_data()
+    {
         addRows({{"both", "1;1"}, {"no Assignment right", "0;1"}, {"not a closer", "1;0"}});
     }
-    void firstShow() {
+    void firstShow()
+    {
         const QStringList v = rowFields();
         Fixture f;
         if (v[0] == u"0")
@@ -71,7 +75,8 @@ private slots:
         QVERIFY(!f.tp.mouse.busy);
     }
 
-    void assembleParameters() {
+    void assembleParameters()
+    {
         Fixture f;
         f.showWith({{.number = 77,
                      .formNumber = QStringLiteral("0000042-2"),
@@ -87,7 +92,8 @@ private slots:
                            "12/02/2026~a~b~0000042-2~Citation~1002~1001~~ Late filing ~001~CIT"));
     }
 
-    void leavingAnUntouchedEntry() {
+    void leavingAnUntouchedEntry()
+    {
         Fixture f;
         f.shown();
         QVERIFY(!f.doc().NeedSave());
@@ -108,7 +114,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void closeDocument_data() {
+    void closeDocument_data()
+    {
         // answer; officer typed; reply to the save; closes
         addRows({{"no", "no;1002;;1"},
                  {"cancel", "cancel;1002;;0"},
@@ -116,7 +123,8 @@ private slots:
                  {"yes, refused", "yes;1002;bad;0"},
                  {"yes, entry in error", "yes;9999;;0"}});
     }
-    void closeDocument() {
+    void closeDocument()
+    {
         const QStringList v = rowFields();
         const QString reply = v[2];
         Fixture f;
@@ -177,7 +185,8 @@ private slots:
         }
     }
 
-    void questions_data() {
+    void questions_data()
+    {
         // operation; officer typed; answer; result ("raised": the refusal reaches the caller);
         // tab shown afterwards; entry cleared; requests sent
         addRows({{"NeedSave, untouched", "NeedSave;;;false;0;0;1"},
@@ -195,7 +204,8 @@ private slots:
                  {"SaveAssignment, cancel", "SaveAssignment;1002;cancel;raised;1;0;1"},
                  {"SaveAssignment, yes, refused", "SaveAssignment;9999;yes;raised;1;0;1"}});
     }
-    void questions() {
+    void questions()
+    {
         const QStringList v = rowFields();
         Fixture f;
         f.shown();

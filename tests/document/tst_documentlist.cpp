@@ -8,7 +8,8 @@ using namespace korva::doctest;
 namespace {
 
 // The request's keys as "NAME=value", after checking that each is a PAXHOLME "=" key.
-QStringList keys(const BrokerRequest &r) {
+QStringList keys(const BrokerRequest &r)
+{
     QStringList out;
     for (const RequestParameter &p : r.parameters())
         out.append(p.application == u"PAXHOLME" && p.op == u"=" && p.name.startsWith(u"key:")
@@ -22,7 +23,8 @@ QStringList keys(const BrokerRequest &r) {
 class TestDocumentList : public QObject {
     Q_OBJECT
 private slots:
-    void searchKeysFollowTheOptions() {
+    void searchKeysFollowTheOptions()
+    {
         Fixture f;
         f.shown();
         const BrokerRequest &first = f.lastRequest();
@@ -61,7 +63,8 @@ private slots:
         QCOMPARE(f.sentCount(), 4);
     }
 
-    void rowsAreDecoratedAsTheyLoad() {
+    void rowsAreDecoratedAsTheyLoad()
+    {
         Fixture f;
         f.showWith({{.number = 10,
                      .formNumber = QStringLiteral("0000042-2"),
@@ -107,7 +110,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void replyStatusTexts() {
+    void replyStatusTexts()
+    {
         Fixture f;
         f.showWith({{}});
         const QStringList &t = f.tp.statusBar.texts;
@@ -120,7 +124,8 @@ private slots:
         QCOMPARE(f.sentCount(), 2); // a good query reply sends nothing more
     }
 
-    void clickSetsTheRowCommands() {
+    void clickSetsTheRowCommands()
+    {
         Fixture f;
         f.showWith({{.type = QStringLiteral("1"), .history = 2},
                     {.type = QStringLiteral("90"), .status = QStringLiteral("C"), .history = 0},
@@ -144,7 +149,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void officerOptionsNarrowWithoutAQuery() {
+    void officerOptionsNarrowWithoutAQuery()
+    {
         Fixture f;
         f.showWith({{.to = 1001}, {.to = 1002}, {.to = 1001}});
         DataGrid *g = f.grid();
@@ -163,7 +169,8 @@ private slots:
         QCOMPARE(f.sentCount(), 1);
     }
 
-    void timeOutThenBadReplyKeepsTheRows() {
+    void timeOutThenBadReplyKeepsTheRows()
+    {
         Fixture f;
         f.showWith({{}, {}});
         QTest::mouseClick(f.button(0), Qt::LeftButton);

@@ -17,12 +17,14 @@ const QString kBadCitation = QStringLiteral(
 const QString kBadOfficer = QStringLiteral("Invalid officer number.\r\n");
 const QString kBadTroop = QStringLiteral("Assign to Troop/District is not valid.\r\n");
 
-void addCheck(const char *name, const char *entry, const QString &errors, const char *marked) {
+void addCheck(const char *name, const char *entry, const QString &errors, const char *marked)
+{
     QTest::newRow(name) << QString::fromUtf8(entry) << errors << QString::fromUtf8(marked);
 }
 
 // Every field of every row, "NAME=value|..." a row, nulls as "<null>".
-QStringList rowTexts(const RecordSet &rows) {
+QStringList rowTexts(const RecordSet &rows)
+{
     QStringList out;
     for (int row = 0; row < rows.count(); ++row) {
         QStringList fields;
@@ -40,7 +42,8 @@ QStringList rowTexts(const RecordSet &rows) {
 class TestEntryChecks : public QObject {
     Q_OBJECT
 private slots:
-    void checks_data() {
+    void checks_data()
+    {
         QTest::addColumn<QString>("entry"); // steps, see fillEntry
         QTest::addColumn<QString>("errors");
         QTest::addColumn<QString>("marked");
@@ -74,7 +77,8 @@ private slots:
         addCheck("agency not from the list", "option=8|agency=Nobody",
                  QStringLiteral("Assign to agency is not valid.\r\n"), "cboFTBox(2)");
     }
-    void checks() {
+    void checks()
+    {
         QFETCH(QString, entry);
         QFETCH(QString, errors);
         QFETCH(QString, marked);
@@ -85,7 +89,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void updateRows_data() {
+    void updateRows_data()
+    {
         QTest::addColumn<QString>("entry");
         QTest::addColumn<QStringList>("rows");
         const QString head = QStringLiteral("ACTION=ADD|OFCR_FRM_ID=1001|ASGNMT_TYP_CD=DEF|"
@@ -123,7 +128,8 @@ private slots:
                                 << QStringList{head +
                                                QStringLiteral("AGNCY_CD=SP|ASGNMT_CMMT_TXT=")};
     }
-    void updateRows() {
+    void updateRows()
+    {
         QFETCH(QString, entry);
         QFETCH(QStringList, rows);
         Fixture f;
@@ -135,7 +141,8 @@ private slots:
         QCOMPARE(sent->fields()[1].type, FieldType::Integer);
     }
 
-    void hostIsToldWhetherTheEntryCanBeSaved() {
+    void hostIsToldWhetherTheEntryCanBeSaved()
+    {
         Fixture f;
         f.entry();
         auto &notes = f.tp.hostNotes.notes;
@@ -153,7 +160,8 @@ private slots:
         QCOMPARE(f.tp.statusBar.last(), QStringLiteral("Ready ...")); // asked the document
     }
 
-    void changedMeansDifferentFromTheClearedEntry() {
+    void changedMeansDifferentFromTheClearedEntry()
+    {
         Fixture f;
         AssignmentEntryTab &e = f.entry();
         QVERIFY(!e.isChanged());
@@ -172,7 +180,8 @@ private slots:
         QVERIFY(!e.isChanged());
     }
 
-    void clearingEmptiesTheEntryButKeepsTheOfficers() {
+    void clearingEmptiesTheEntryButKeepsTheOfficers()
+    {
         Fixture f;
         f.fill(QStringLiteral("type=001|ref=CIT|number=12345678|officer=1002|subject=S|comment=C|"
                               "officers=1003|option=9|troop=9"));

@@ -15,7 +15,8 @@ namespace {
 
 // A right click on the box, then its context menu as the window system raises it: Paste is
 // chosen from it when `paste` is set, else it is dismissed.
-void contextMenu(QLineEdit *box, bool paste) {
+void contextMenu(QLineEdit *box, bool paste)
+{
     const QPoint at = box->rect().center();
     QTest::mousePress(box, Qt::RightButton, {}, at);
     QContextMenuEvent request(QContextMenuEvent::Mouse, at, box->mapToGlobal(at));
@@ -31,7 +32,8 @@ void contextMenu(QLineEdit *box, bool paste) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-QList<int> numbers(const QString &text) {
+QList<int> numbers(const QString &text)
+{
     QList<int> out;
     for (const QString &n : text.split(u',', Qt::SkipEmptyParts))
         out.append(n.toInt());
@@ -43,7 +45,8 @@ QList<int> numbers(const QString &text) {
 class TestEntryInput : public QObject {
     Q_OBJECT
 private slots:
-    void typesAreReadOnceForTheUsersRegion() {
+    void typesAreReadOnceForTheUsersRegion()
+    {
         Fixture f;
         f.tp.fakeUser.regionCode = QStringLiteral(" ne ");
         QString code = QStringLiteral("1");
@@ -62,7 +65,8 @@ private slots:
         QVERIFY(f.combo(2)->selectCode(QStringLiteral("DOR")));
     }
 
-    void typeCodeFormatterAndTypeFlags_data() {
+    void typeCodeFormatterAndTypeFlags_data()
+    {
         // code; as formatted; due days, expiration days, creator closes, system generated
         addRows({{"1", "1;001;10,30,0,0"},
                  {"7, counts with blanks", "7;007;5,15,1,0"},
@@ -71,7 +75,8 @@ private slots:
                  {"not a type", "42;042;0,0,0,0"},
                  {"four digits", "1234;1234;0,0,0,0"}});
     }
-    void typeCodeFormatterAndTypeFlags() {
+    void typeCodeFormatterAndTypeFlags()
+    {
         const QStringList v = rowFields();
         Fixture f;
         AssignmentEntryTab &e = *f.doc().entry;
@@ -89,7 +94,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void dateRules_data() {
+    void dateRules_data()
+    {
         // type; dates picked (picker, days from today, ...); effective, due, expiration
         addRows({{"type", "001;;0,10,30"},
                  {"type without counts", "PCE;;0,0,0"},
@@ -103,7 +109,8 @@ private slots:
                  {"expiration before due", "001;2,-2,3,4,4,1;-2,4,4"},
                  {"later expiration", "001;2,-2,3,4,4,9;-2,4,9"}});
     }
-    void dateRules() {
+    void dateRules()
+    {
         const QStringList v = rowFields();
         Fixture f;
         f.entry().initialiseDates(f.today().addDays(-30)); // lets the test pick past days
@@ -118,7 +125,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void dayCountGapOutOfRangeIsReported() {
+    void dayCountGapOutOfRangeIsReported()
+    {
         Fixture f;
         f.entry();
         QVERIFY(f.combo(0)->selectCode(QStringLiteral("050"))); // due -20000, expiration 20000
@@ -130,7 +138,8 @@ private slots:
         QCOMPARE(f.tp.reporter.reports.size(), 1);
     }
 
-    void leavingTheCodeCombos() {
+    void leavingTheCodeCombos()
+    {
         Fixture f;
         f.entry();
         QVERIFY(f.combo(0)->selectCode(QStringLiteral("001")));
@@ -149,14 +158,16 @@ private slots:
         QVERIFY(!f.button(1)->isEnabled());
     }
 
-    void citationNumberIsCompletedOnLeaving_data() {
+    void citationNumberIsCompletedOnLeaving_data()
+    {
         // 0000042: doubling from the right gives 4 + 4 = 8, so the check digit is 2.
         addRows({{"two digits", "42;0000042-2"},
                  {"seven digits", "1234567;1234567-4"},
                  {"eight digits stay", "12345678;12345678"},
                  {"with a dash stays", "123-4;123-4"}});
     }
-    void citationNumberIsCompletedOnLeaving() {
+    void citationNumberIsCompletedOnLeaving()
+    {
         const QStringList v = rowFields();
         Fixture f;
         f.entry();
@@ -167,7 +178,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void keyFiltersDropRefusedKeysWithABeep() {
+    void keyFiltersDropRefusedKeysWithABeep()
+    {
         Fixture f;
         f.entry();
         f.type(1, QStringLiteral("10a.2"));
@@ -185,7 +197,8 @@ private slots:
         QCOMPARE(f.beeps(), 5);
     }
 
-    void pasteGuard_data() {
+    void pasteGuard_data()
+    {
         // box; how; clipboard; the box's text afterwards ("10" was typed); beeps
         addRows({{"menu, decimal officer", "1;menu;12.5;10;1"},
                  {"menu, officer", "1;menu;1002;1002;0"},
@@ -197,7 +210,8 @@ private slots:
                  // The guard ends with the menu: typing on is not judged as a paste.
                  {"menu dismissed, then typed", "0;dismissed;1234567-4;1234567-4;0"}});
     }
-    void pasteGuard() {
+    void pasteGuard()
+    {
         const QStringList v = rowFields();
         Fixture f;
         f.fill(QStringLiteral("ref=CIT"));

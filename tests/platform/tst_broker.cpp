@@ -1,8 +1,8 @@
 #include "platform/asyncbroker.h"
 #include "platform/errors.h"
 #include "platform/wire.h"
-#include "testkit.h"
 #include "test_main.h"
+#include "testkit.h"
 
 #include <QSignalSpy>
 #include <QThread>
@@ -16,8 +16,7 @@ class EchoBackend : public BrokerBackend {
 public:
     explicit EchoBackend(int delayMs)
         : m_delayMs(delayMs)
-    {
-    }
+    {}
     BrokerReply handle(const BrokerRequest &request) override
     {
         if (m_delayMs)
@@ -25,12 +24,14 @@ public:
         if (request.kind() == 13)
             throw std::runtime_error("database is locked");
         BrokerReply reply = BrokerReply::success(request);
-        auto rs = RecordSet::create(QStringLiteral("ECHO"), {{QStringLiteral("V"), FieldType::Text}});
-        rs->appendStorageRow({request.parameters().isEmpty() ? QString()
-                                                             : request.parameters().first().value});
+        auto rs =
+            RecordSet::create(QStringLiteral("ECHO"), {{QStringLiteral("V"), FieldType::Text}});
+        rs->appendStorageRow(
+            {request.parameters().isEmpty() ? QString() : request.parameters().first().value});
         reply.recordSets.insert(rs->name(), rs);
-        reply.recordSets.insert(QStringLiteral("THREAD"), RecordSet::create(
-            QStringLiteral("THREAD"), {{QStringLiteral("SAME"), FieldType::Integer}}));
+        reply.recordSets.insert(QStringLiteral("THREAD"),
+                                RecordSet::create(QStringLiteral("THREAD"),
+                                                  {{QStringLiteral("SAME"), FieldType::Integer}}));
         reply.recordSets[QStringLiteral("THREAD")]->appendStorageRow(
             {int(QThread::currentThread() == m_uiThread)});
         return reply;
@@ -62,7 +63,8 @@ private slots:
         AsyncBroker broker([] { return std::make_unique<EchoBackend>(0); });
         BrokerMessage msg(&broker, nullptr);
         QSignalSpy ready(&msg, &BrokerMessage::DataReady);
-        const QString tag = msg.send(request(QStringLiteral("Korva_AssignMaint"), QStringLiteral("v1")));
+        const QString tag =
+            msg.send(request(QStringLiteral("Korva_AssignMaint"), QStringLiteral("v1")));
         QCOMPARE(ready.count(), 0); // never delivered inside send
         QTRY_COMPARE(ready.count(), 1);
         QCOMPARE(ready.first().first().toString(), QStringLiteral("Korva_AssignMaint"));
@@ -84,7 +86,8 @@ private slots:
         broker.setTimeout(50);
         BrokerMessage msg(&broker, nullptr);
         QStringList order;
-        connect(&msg, &BrokerMessage::MsgTimeout, this, [&] { order << QStringLiteral("timeout"); });
+        connect(&msg, &BrokerMessage::MsgTimeout, this,
+                [&] { order << QStringLiteral("timeout"); });
         connect(&msg, &BrokerMessage::DataReady, this, [&](const QString &id) {
             order << QStringLiteral("ready:") + ReplyCheck(id, {}, msg);
         });
@@ -164,9 +167,8 @@ private slots:
         QCOMPARE(rs->textAt(0, 2), QStringLiteral("1234.50"));
         QCOMPARE(rs->valueAt(0, 3).toDateTime().time().msec(), 345);
 
-        QVERIFY_THROWS_EXCEPTION(ProcError,
-                                 wire::recordSetFromJson(QJsonObject{{QStringLiteral("name"),
-                                                                      QStringLiteral("X")}}));
+        QVERIFY_THROWS_EXCEPTION(ProcError, wire::recordSetFromJson(QJsonObject{
+                                                {QStringLiteral("name"), QStringLiteral("X")}}));
     }
 };
 

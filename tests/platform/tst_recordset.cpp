@@ -1,7 +1,7 @@
 #include "platform/errors.h"
 #include "platform/recordset.h"
-#include "testkit.h"
 #include "test_main.h"
+#include "testkit.h"
 
 using namespace korva;
 using korva::testkit::makeRecordSet;

@@ -3,8 +3,8 @@
 #include "platform/numbers.h"
 #include "platform/qtservices.h"
 #include "platform/referencedata.h"
-#include "testkit.h"
 #include "test_main.h"
+#include "testkit.h"
 
 #include <QLineEdit>
 
@@ -71,7 +71,8 @@ private slots:
         QVERIFY(exitRan);
         QVERIFY(!tp.mouse.busy);
         QCOMPARE(tp.reporter.reports.size(), 1);
-        QCOMPARE(tp.reporter.reports.first().source, QStringLiteral("KORVA_AssignMaint.RefreshGrid"));
+        QCOMPARE(tp.reporter.reports.first().source,
+                 QStringLiteral("KORVA_AssignMaint.RefreshGrid"));
         QCOMPARE(tp.reporter.reports.first().text, QStringLiteral("boom"));
         QCOMPARE(tp.reporter.reports.first().appName, QStringLiteral("KORVA"));
 
@@ -91,7 +92,8 @@ private slots:
         bool callerSawIt = false;
         guard(u"Caller.Proc", [&] {
             try {
-                guard(u"Inner.SaveAssignment", [] { raiseQuiet(); }, Quiet::Propagate);
+                guard(
+                    u"Inner.SaveAssignment", [] { raiseQuiet(); }, Quiet::Propagate);
             } catch (const ProcError &e) {
                 callerSawIt = e.number() == -2147220504;
                 throw;
@@ -116,12 +118,13 @@ private slots:
         QVERIFY(!v.agencyExists(QStringLiteral("XYZ")));
 
         QVERIFY(v.ValidateAccountNumber(QStringLiteral("CIT"), QStringLiteral("0000042-2")).valid);
-        const AccountCheck bad = v.ValidateAccountNumber(QStringLiteral("CIT"),
-                                                         QStringLiteral("0000042-3"));
+        const AccountCheck bad =
+            v.ValidateAccountNumber(QStringLiteral("CIT"), QStringLiteral("0000042-3"));
         QVERIFY(!bad.valid);
         QVERIFY(bad.message.contains(QStringLiteral("nnnnnnn-c")));
         QVERIFY(v.ValidateAccountNumber(QStringLiteral("ACC"), QStringLiteral("123456789")).valid);
-        QVERIFY(!v.ValidateAccountNumber(QStringLiteral("ACC"), QStringLiteral("1234567890")).valid);
+        QVERIFY(
+            !v.ValidateAccountNumber(QStringLiteral("ACC"), QStringLiteral("1234567890")).valid);
 
         Lookups &l = *tp.lookups;
         QCOMPARE(l.codeDescription(QStringLiteral("REFDOCTYP"), QStringLiteral("CIT")),

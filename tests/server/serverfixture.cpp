@@ -14,15 +14,18 @@ QString g_name;
 
 } // namespace
 
-QString currentConnection() {
+QString currentConnection()
+{
     return g_connection;
 }
 
-QString currentBackendName() {
+QString currentBackendName()
+{
     return g_name;
 }
 
-int runForEveryStore(QObject *test, int argc, char *argv[]) {
+int runForEveryStore(QObject *test, int argc, char *argv[])
+{
     QTemporaryDir dir;
     QList<std::pair<QString, QString>> stores{
         {QStringLiteral("sqlite"),
@@ -40,15 +43,18 @@ int runForEveryStore(QObject *test, int argc, char *argv[]) {
     return failures;
 }
 
-QString today(int addDays) {
+QString today(int addDays)
+{
     return QDate::currentDate().addDays(addDays).toString(Qt::ISODate);
 }
 
-QDate dateOf(const QVariant &value) {
+QDate dateOf(const QVariant &value)
+{
     return fromDb(value, FieldType::Date).toDate();
 }
 
-RecordSetPtr updateRows(const char *name, std::initializer_list<Row> rows) {
+RecordSetPtr updateRows(const char *name, std::initializer_list<Row> rows)
+{
     auto rs = RecordSet::create(QLatin1String(name));
     for (const Row &row : rows) {
         rs->addNew();
@@ -59,7 +65,8 @@ RecordSetPtr updateRows(const char *name, std::initializer_list<Row> rows) {
     return rs;
 }
 
-Store::Store(qint64 assignments) {
+Store::Store(qint64 assignments)
+{
     DemoOptions options;
     options.assignments = assignments;
     options.force = true;
@@ -73,7 +80,8 @@ Store::Store(qint64 assignments) {
 
 Store::~Store() = default;
 
-BrokerReply Store::send(int kind, qint64 officer, Keys keys, RecordSetPtr rs, const char *rsName) {
+BrokerReply Store::send(int kind, qint64 officer, Keys keys, RecordSetPtr rs, const char *rsName)
+{
     BrokerRequest request;
     request.setMessageId(QStringLiteral("KORVA.Test"));
     request.setVersion(QStringLiteral("1.0"));
@@ -86,28 +94,34 @@ BrokerReply Store::send(int kind, qint64 officer, Keys keys, RecordSetPtr rs, co
     return m_backend->handle(request.detached());
 }
 
-BrokerReply Store::update(qint64 officer, std::initializer_list<Row> rows) {
+BrokerReply Store::update(qint64 officer, std::initializer_list<Row> rows)
+{
     return send(RequestKind::AssignmentUpdate, officer, {}, updateRows("ASSIGNMENT", rows),
                 "ASSIGNMENT");
 }
 
-BrokerReply Store::worksheet(qint64 officer, Row row) {
+BrokerReply Store::worksheet(qint64 officer, Row row)
+{
     return send(RequestKind::WorksheetSave, officer, {}, updateRows("REFUND", {row}), "REFUND");
 }
 
-qint64 Store::count(const QString &sql, std::initializer_list<QVariant> values) {
+qint64 Store::count(const QString &sql, std::initializer_list<QVariant> values)
+{
     return m_db->scalar(sql, values).toLongLong();
 }
 
-QVariant Store::value(const QString &sql, std::initializer_list<QVariant> values) {
+QVariant Store::value(const QString &sql, std::initializer_list<QVariant> values)
+{
     return m_db->scalar(sql, values);
 }
 
-void Store::exec(const QString &sql, std::initializer_list<QVariant> values) {
+void Store::exec(const QString &sql, std::initializer_list<QVariant> values)
+{
     m_db->run(sql, values).finish();
 }
 
-qint64 Store::addAssignment(qint64 to, const QString &type, qint64 from) {
+qint64 Store::addAssignment(qint64 to, const QString &type, qint64 from)
+{
     const BrokerReply r = update(from, {{{"ACTION", QStringLiteral("ADD")},
                                          {"OFCR_FRM_ID", QString::number(from)},
                                          {"ASGNMT_TYP_CD", type},
@@ -121,7 +135,8 @@ qint64 Store::addAssignment(qint64 to, const QString &type, qint64 from) {
     return count(QStringLiteral("SELECT MAX(ASGNMT_NBR) FROM ASGNMT"));
 }
 
-qint64 Store::addRefund(const QString &status, qint64 creator, qint64 verifier, qint64 approver) {
+qint64 Store::addRefund(const QString &status, qint64 creator, qint64 verifier, qint64 approver)
+{
     const qint64 assignment = addAssignment(DemoOfficer::Demo, QStringLiteral("004"));
     const qint64 number =
         count(QStringLiteral("SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = 'RFND_NBR'"));

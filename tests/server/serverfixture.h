@@ -70,7 +70,8 @@ int runForEveryStore(QObject *test, int argc, char *argv[]);
 } // namespace korva::server::test
 
 #define KORVA_SERVER_TEST_MAIN(TestObject)                                                         \
-    int main(int argc, char *argv[]) {                                                             \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
         QCoreApplication app(argc, argv);                                                          \
         TestObject tc;                                                                             \
         QTEST_SET_MAIN_SOURCE_PATH                                                                 \

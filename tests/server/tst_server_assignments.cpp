@@ -11,7 +11,8 @@ constexpr qint64 kDemo = DemoOfficer::Demo;   // "Assignment" right, ASSIGNMENTC
 constexpr qint64 kPlain = DemoOfficer::Plain; // neither
 constexpr qint64 kOther = DemoOfficer::Heavy; // "Assignment" right only
 
-Row newRow(qint64 from, qint64 to, const QString &type = QStringLiteral("001")) {
+Row newRow(qint64 from, qint64 to, const QString &type = QStringLiteral("001"))
+{
     return {{"ACTION", QStringLiteral("ADD")},
             {"OFCR_FRM_ID", QString::number(from)},
             {"ASGNMT_TYP_CD", type},
@@ -22,7 +23,8 @@ Row newRow(qint64 from, qint64 to, const QString &type = QStringLiteral("001")) 
             {"ASGNMT_CMMT_TXT", QStringLiteral("c")}};
 }
 
-QStringList column(const BrokerReply &reply, const char *field) {
+QStringList column(const BrokerReply &reply, const char *field)
+{
     QStringList out;
     const RecordSetPtr rs = reply.recordSet(QStringLiteral("ASSIGNMENT"));
     if (!rs)
@@ -33,7 +35,8 @@ QStringList column(const BrokerReply &reply, const char *field) {
 }
 
 BrokerReply list(Store &store, qint64 officer, const char *direction, const QString &status = {},
-                 const QString &from = QStringLiteral("1997-01-27"), const QString &to = today()) {
+                 const QString &from = QStringLiteral("1997-01-27"), const QString &to = today())
+{
     if (status.isNull())
         return store.send(
             RequestKind::Query, officer,
@@ -65,7 +68,8 @@ private slots:
     void reopenAndHistoryKeepDistinctEvents();
 };
 
-void TestServerAssignments::listSelectsByOfficerStatusAndDate() {
+void TestServerAssignments::listSelectsByOfficerStatusAndDate()
+{
     Store store;
     const qint64 open = store.addAssignment(kOther);
     const qint64 forwarded = store.addAssignment(kOther);
@@ -107,7 +111,8 @@ void TestServerAssignments::listSelectsByOfficerStatusAndDate() {
     QCOMPARE(rs->value(u"HIST_CNT").toLongLong(), 1);
 }
 
-void TestServerAssignments::listRowsCarryRefundFieldsForRefundRequestsOnly() {
+void TestServerAssignments::listRowsCarryRefundFieldsForRefundRequestsOnly()
+{
     Store store;
     const qint64 plain = store.addAssignment(kDemo);
     const qint64 refund = store.addRefund(QStringLiteral("2"), kPlain, kOther);
@@ -125,7 +130,8 @@ void TestServerAssignments::listRowsCarryRefundFieldsForRefundRequestsOnly() {
     QVERIFY(rs->isNull(u"CUST_ID"));
 }
 
-void TestServerAssignments::listRefusesBadKeys() {
+void TestServerAssignments::listRefusesBadKeys()
+{
     Store store;
     QVERIFY(
         list(store, kDemo, "OFCR_TO_ID", {}, today(), today(-1)).error.contains(u"on, or before"));
@@ -139,7 +145,8 @@ void TestServerAssignments::listRefusesBadKeys() {
     QVERIFY(store.backend().handle(anonymous).error.contains(u"INSP_ID"));
 }
 
-void TestServerAssignments::addWritesAssignmentAndHistoryWithBoundText() {
+void TestServerAssignments::addWritesAssignmentAndHistoryWithBoundText()
+{
     Store store;
     const QString tricky = QStringLiteral("O'Brien said \"hi\"; DROP TABLE ASGNMT; --");
     const BrokerReply r = store.update(kDemo, {{{"ACTION", QStringLiteral("ADD")},
@@ -184,14 +191,16 @@ void TestServerAssignments::addWritesAssignmentAndHistoryWithBoundText() {
     QCOMPARE(store.update(kDemo, {newRow(kDemo, kOther, QStringLiteral("DEF"))}).error, QString());
 }
 
-void TestServerAssignments::addNeedsTheAssignmentRight() {
+void TestServerAssignments::addNeedsTheAssignmentRight()
+{
     Store store;
     const BrokerReply r = store.update(kPlain, {newRow(kPlain, kOther)});
     QVERIFY2(r.error.contains(u"\"Assignment\" right"), qPrintable(r.error));
     QCOMPARE(store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT")), 0);
 }
 
-void TestServerAssignments::addRefusesUnknownAndMalformedValues_data() {
+void TestServerAssignments::addRefusesUnknownAndMalformedValues_data()
+{
     QTest::addColumn<QString>("field");
     QTest::addColumn<QString>("value");
     QTest::addColumn<QString>("expected");
@@ -219,7 +228,8 @@ void TestServerAssignments::addRefusesUnknownAndMalformedValues_data() {
                                      << "check digit";
 }
 
-void TestServerAssignments::addRefusesUnknownAndMalformedValues() {
+void TestServerAssignments::addRefusesUnknownAndMalformedValues()
+{
     QFETCH(QString, field);
     QFETCH(QString, value);
     QFETCH(QString, expected);
@@ -251,7 +261,8 @@ void TestServerAssignments::addRefusesUnknownAndMalformedValues() {
     QVERIFY(store.update(kDemo, {troop}).error.contains(u"Troop/District A9"));
 }
 
-void TestServerAssignments::failingThirdRowLeavesNothingWritten() {
+void TestServerAssignments::failingThirdRowLeavesNothingWritten()
+{
     Store store;
     const qint64 before =
         store.count(QStringLiteral("SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = 'ASGNMT_NBR'"));
@@ -272,7 +283,8 @@ void TestServerAssignments::failingThirdRowLeavesNothingWritten() {
     QCOMPARE(store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT")), 3);
 }
 
-void TestServerAssignments::forwardUpdatesOriginalAndAddsTiedCopies() {
+void TestServerAssignments::forwardUpdatesOriginalAndAddsTiedCopies()
+{
     Store store;
     const qint64 nbr = store.addAssignment(kPlain, QStringLiteral("002"));
     store.exec(
@@ -340,7 +352,8 @@ void TestServerAssignments::forwardUpdatesOriginalAndAddsTiedCopies() {
              QStringList{QString::number(copy)});
 }
 
-void TestServerAssignments::forwardCopyWithoutItsForwardIsRefused() {
+void TestServerAssignments::forwardCopyWithoutItsForwardIsRefused()
+{
     Store store;
     const qint64 nbr = store.addAssignment(kPlain);
     const BrokerReply r = store.update(kPlain, {{{"ACTION", QStringLiteral("ADD")},
@@ -353,7 +366,8 @@ void TestServerAssignments::forwardCopyWithoutItsForwardIsRefused() {
     QCOMPARE(store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT")), 1);
 }
 
-void TestServerAssignments::replySwapsOfficersButNotOnSystemTypes() {
+void TestServerAssignments::replySwapsOfficersButNotOnSystemTypes()
+{
     Store store;
     const qint64 nbr = store.addAssignment(kPlain);
     const Row reply{{"ACTION", QStringLiteral("UPD")},
@@ -385,7 +399,8 @@ void TestServerAssignments::replySwapsOfficersButNotOnSystemTypes() {
     QVERIFY2(refused.error.contains(u"system-generated"), qPrintable(refused.error));
 }
 
-void TestServerAssignments::closeFollowsCreatorClosesRule() {
+void TestServerAssignments::closeFollowsCreatorClosesRule()
+{
     Store store;
     auto close = [&](qint64 officer, qint64 nbr) {
         return store.update(officer, {{{"ACTION", QStringLiteral("UPD")},
@@ -408,7 +423,8 @@ void TestServerAssignments::closeFollowsCreatorClosesRule() {
     QCOMPARE(close(kPlain, ordinary).error, QString()); // anyone closes other types
 }
 
-void TestServerAssignments::reopenAndHistoryKeepDistinctEvents() {
+void TestServerAssignments::reopenAndHistoryKeepDistinctEvents()
+{
     Store store;
     const qint64 nbr = store.addAssignment(kPlain);
     const QString n = QString::number(nbr);

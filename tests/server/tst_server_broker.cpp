@@ -12,7 +12,8 @@ using namespace korva::server::test;
 
 namespace {
 
-BrokerRequest listRequest(const QString &identity) {
+BrokerRequest listRequest(const QString &identity)
+{
     BrokerRequest r;
     r.setMessageId(identity);
     r.setVersion(QStringLiteral("1.0"));
@@ -35,7 +36,8 @@ private slots:
     void backendsOnTwoThreadsShareTheStore();
 };
 
-void TestServerBroker::replyArrivesAsDataReadyWithRows() {
+void TestServerBroker::replyArrivesAsDataReadyWithRows()
+{
     Store store(120);
     AsyncBroker broker(makeBackendFactory(ServerSettings(currentConnection())));
     BrokerMessage message(&broker, nullptr);
@@ -60,7 +62,8 @@ void TestServerBroker::replyArrivesAsDataReadyWithRows() {
     QVERIFY(r.recordSet(QStringLiteral("OFFICER")));
 }
 
-void TestServerBroker::lockedStoreTimesOutThenLateReplyIsDropped() {
+void TestServerBroker::lockedStoreTimesOutThenLateReplyIsDropped()
+{
     Store store;
     ServerSettings slow(currentConnection());
     slow.busyTimeoutMs = 1500;
@@ -106,7 +109,8 @@ void TestServerBroker::lockedStoreTimesOutThenLateReplyIsDropped() {
     QCOMPARE(broker.call(listRequest(QStringLiteral("AFTER"))).error, QString());
 }
 
-void TestServerBroker::backendsOnTwoThreadsShareTheStore() {
+void TestServerBroker::backendsOnTwoThreadsShareTheStore()
+{
     Store store;
     AsyncBroker first(makeBackendFactory(ServerSettings(currentConnection())));
     AsyncBroker second(makeBackendFactory(ServerSettings(currentConnection())));

@@ -12,7 +12,8 @@ constexpr qint64 kDemo = DemoOfficer::Demo;
 constexpr qint64 kPlain = DemoOfficer::Plain;
 constexpr qint64 kOther = DemoOfficer::Heavy;
 
-QString statusOf(Store &store, qint64 refund) {
+QString statusOf(Store &store, qint64 refund)
+{
     return store.value(QStringLiteral("SELECT STTS_CD FROM REFUND WHERE RFND_NBR = ?"), {refund})
         .toString();
 }
@@ -32,7 +33,8 @@ private slots:
     void voidIsRefusedAfterAFinalStatus();
 };
 
-void TestServerRefunds::detailsCarryWorksheetFields() {
+void TestServerRefunds::detailsCarryWorksheetFields()
+{
     Store store;
     const qint64 refund = store.addRefund(QStringLiteral("2"), kPlain, kOther);
     const BrokerReply r =
@@ -65,7 +67,8 @@ void TestServerRefunds::detailsCarryWorksheetFields() {
                 .error.contains(u"not known"));
 }
 
-void TestServerRefunds::numberRequestCountsUp() {
+void TestServerRefunds::numberRequestCountsUp()
+{
     Store store;
     auto next = [&] {
         const BrokerReply r =
@@ -83,7 +86,8 @@ void TestServerRefunds::numberRequestCountsUp() {
                 .error.contains(u"\"Q\""));
 }
 
-void TestServerRefunds::newRefundIsPreparedWithAnIssuedNumber() {
+void TestServerRefunds::newRefundIsPreparedWithAnIssuedNumber()
+{
     Store store;
     const BrokerReply n = store.send(RequestKind::Number, kDemo, {{"KIND", QStringLiteral("U")}});
     n.recordSet(QStringLiteral("REQ"))->moveFirst();
@@ -119,7 +123,8 @@ void TestServerRefunds::newRefundIsPreparedWithAnIssuedNumber() {
                 .error.contains(u"never issued"));
 }
 
-void TestServerRefunds::eachSaveTakesExactlyTheNextStep() {
+void TestServerRefunds::eachSaveTakesExactlyTheNextStep()
+{
     Store store;
     const qint64 refund = store.addRefund(QStringLiteral("0"));
     const QString n = QString::number(refund);
@@ -161,7 +166,8 @@ void TestServerRefunds::eachSaveTakesExactlyTheNextStep() {
                 .error.contains(u"does not belong"));
 }
 
-void TestServerRefunds::stepOfficerMustBeTheSignedOnOfficer() {
+void TestServerRefunds::stepOfficerMustBeTheSignedOnOfficer()
+{
     Store store;
     const QString n = QString::number(store.addRefund(QStringLiteral("1"), kPlain));
     const BrokerReply missing = store.worksheet(kDemo, {{"ACTION", QStringLiteral("UPD")},
@@ -178,7 +184,8 @@ void TestServerRefunds::stepOfficerMustBeTheSignedOnOfficer() {
              qPrintable(someoneElse.error));
 }
 
-void TestServerRefunds::neighbouringStepsNeedDifferentOfficers() {
+void TestServerRefunds::neighbouringStepsNeedDifferentOfficers()
+{
     Store store;
     const QString prepared = QString::number(store.addRefund(QStringLiteral("1"), kDemo));
     QVERIFY(store
@@ -208,7 +215,8 @@ void TestServerRefunds::neighbouringStepsNeedDifferentOfficers() {
              QString());
 }
 
-void TestServerRefunds::issueAndMailFollowTheirFieldsAndDates() {
+void TestServerRefunds::issueAndMailFollowTheirFieldsAndDates()
+{
     Store store;
     const qint64 refund = store.addRefund(QStringLiteral("3"), kPlain, kOther, kPlain);
     const QString n = QString::number(refund);
@@ -249,7 +257,8 @@ void TestServerRefunds::issueAndMailFollowTheirFieldsAndDates() {
     QVERIFY(mail(today()).error.contains(u"can no longer be saved"));
 }
 
-void TestServerRefunds::voidIsRefusedAfterAFinalStatus() {
+void TestServerRefunds::voidIsRefusedAfterAFinalStatus()
+{
     Store store;
     auto voidIt = [&](qint64 refund, qint64 voider) {
         return store.worksheet(kDemo, {{"ACTION", QStringLiteral("UPD")},

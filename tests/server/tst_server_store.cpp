@@ -23,14 +23,16 @@ using namespace korva::server::test;
 
 namespace {
 
-QStringList texts(const RecordSetPtr &rs, const char *field) {
+QStringList texts(const RecordSetPtr &rs, const char *field)
+{
     QStringList out;
     for (int r = 0; rs && r < rs->count(); ++r)
         out.append(rs->textAt(r, rs->fieldIndex(QString::fromLatin1(field))));
     return out;
 }
 
-BrokerReply codeList(Store &store, const QString &query) {
+BrokerReply codeList(Store &store, const QString &query)
+{
     return store.send(RequestKind::CodeList, DemoOfficer::Demo, {{"QUERY", query}});
 }
 
@@ -51,7 +53,8 @@ private slots:
     void operatorCommandRunsRequestsAndMakesDemos();
 };
 
-void TestServerStore::connectionTextsAndContext() {
+void TestServerStore::connectionTextsAndContext()
+{
     auto sqlite = ConnectionSpec::parse(QStringLiteral("sqlite:/tmp/a.db"));
     QCOMPARE(sqlite.dialect, Dialect::Sqlite);
     QCOMPARE(sqlite.path, QStringLiteral("/tmp/a.db"));
@@ -80,7 +83,8 @@ void TestServerStore::connectionTextsAndContext() {
              QStringLiteral("SE"));
 }
 
-void TestServerStore::accountNumberForms() {
+void TestServerStore::accountNumberForms()
+{
     const QString seven = QStringLiteral("0012345");
     const QString valid = seven + u'-' + QString::number(CitationCheckDigit(seven));
     QCOMPARE(checkAccountNumber(QStringLiteral("CITATION"), valid), QString());
@@ -98,7 +102,8 @@ void TestServerStore::accountNumberForms() {
     QVERIFY(!checkAccountNumber(QString(), QString(21, u'x')).isEmpty());
 }
 
-void TestServerStore::migrationsBringOlderStoresUpToDate() {
+void TestServerStore::migrationsBringOlderStoresUpToDate()
+{
     Store store;
     QCOMPARE(schemaVersion(store.db()), latestSchemaVersion());
     // A store left at version 1 (no list indexes) gets version 2 when next opened.
@@ -118,7 +123,8 @@ void TestServerStore::migrationsBringOlderStoresUpToDate() {
     QCOMPARE(again.scalar(QStringLiteral("SELECT COUNT(*) FROM KORVA_SCHEMA")).toInt(), 2);
 }
 
-void TestServerStore::codeListRunsTheScreensQueries() {
+void TestServerStore::codeListRunsTheScreensQueries()
+{
     Store store;
     const BrokerReply types = codeList(
         store, QStringLiteral("Select REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY_CNT, "
@@ -168,7 +174,8 @@ void TestServerStore::codeListRunsTheScreensQueries() {
                 .error.contains(u"not a date"));
 }
 
-void TestServerStore::codeListReadsOnlyTheCodeTables() {
+void TestServerStore::codeListReadsOnlyTheCodeTables()
+{
     Store store;
     const QString otherTable = QStringLiteral("cannot read");
     const QString readOnly = QStringLiteral("read-only");
@@ -193,7 +200,8 @@ void TestServerStore::codeListReadsOnlyTheCodeTables() {
              QString());
 }
 
-void TestServerStore::codeListFollowsCodeTableChanges() {
+void TestServerStore::codeListFollowsCodeTableChanges()
+{
     Store store;
     const QString q = QStringLiteral(
         "Select CD_TBL_CD From ZTB_CODE Where CD_TBL_ID = 'AGENCY' And REGION = 'NE'");
@@ -210,7 +218,8 @@ void TestServerStore::codeListFollowsCodeTableChanges() {
                 .contains(QStringLiteral("IRS")));
 }
 
-void TestServerStore::referenceDataServesTheSignOnCache() {
+void TestServerStore::referenceDataServesTheSignOnCache()
+{
     Store store;
     const BrokerReply r = store.send(RequestKind::ReferenceData, DemoOfficer::Demo);
     QCOMPARE(r.error, QString());
@@ -249,7 +258,8 @@ void TestServerStore::referenceDataServesTheSignOnCache() {
     QVERIFY(store.send(RequestKind::ReferenceData, 5555).error.contains(u"5555"));
 }
 
-void TestServerStore::customerFormsAndSearch() {
+void TestServerStore::customerFormsAndSearch()
+{
     Store store;
     const QString customer =
         store.value(QStringLiteral("SELECT MIN(CUST_ID) FROM CUST_FORM WHERE REF_TYP_CD = 'CIT'"))
@@ -293,7 +303,8 @@ void TestServerStore::customerFormsAndSearch() {
     QVERIFY(search(QStringLiteral("%")).isEmpty()); // a wildcard typed is a character
 }
 
-void TestServerStore::unreachableOrLockedStoreGivesErrorReplies() {
+void TestServerStore::unreachableOrLockedStoreGivesErrorReplies()
+{
     BrokerRequest request;
     request.setKind(RequestKind::ReferenceData);
     request.setContext(QStringLiteral("INSP_ID=1001"));
@@ -332,7 +343,8 @@ void TestServerStore::unreachableOrLockedStoreGivesErrorReplies() {
     QVERIFY(store.send(4711, DemoOfficer::Demo).error.contains(u"4711"));
 }
 
-void TestServerStore::operatorCommandRunsRequestsAndMakesDemos() {
+void TestServerStore::operatorCommandRunsRequestsAndMakesDemos()
+{
     if (currentBackendName() != u"sqlite")
         QSKIP("the operator command is exercised on SQLite only");
     QTemporaryDir dir;

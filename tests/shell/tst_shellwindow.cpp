@@ -39,7 +39,8 @@ private:
     QString m_connection;
     std::unique_ptr<ScriptedMessageBoxes> m_boxes;
 
-    Started start(int officer = 1001, const QString &connection = {}) {
+    Started start(int officer = 1001, const QString &connection = {})
+    {
         StartOptions options;
         options.officerId = officer;
         options.connection = connection.isEmpty() ? m_connection : connection;
@@ -53,7 +54,8 @@ private:
 
     static DataGrid *grid(const Started &s) { return s.window->document()->grdAssignment; }
 
-    Started startListed() {
+    Started startListed()
+    {
         Started s = start();
         [&] {
             QCOMPARE(s.exitCode, ExitCode::Ok);
@@ -63,7 +65,8 @@ private:
     }
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         QVERIFY(m_dir.isValid());
         m_connection = QStringLiteral("sqlite:") + m_dir.filePath(QStringLiteral("sub/demo.db"));
         StartOptions options;
@@ -86,7 +89,8 @@ private slots:
 
     void init() { m_boxes = std::make_unique<ScriptedMessageBoxes>(); }
 
-    void opensWithTheOfficersReceivedAssignmentsListed() {
+    void opensWithTheOfficersReceivedAssignmentsListed()
+    {
         Started s = startListed();
         QVERIFY(s.window->isVisible());
         QCOMPARE(&Platform::current(), &s.session->platform());
@@ -113,7 +117,8 @@ private slots:
         QVERIFY(m_boxes->shown.isEmpty()); // nothing entered, nothing to ask
     }
 
-    void untouchedEntryClosesWithoutAQuestion() {
+    void untouchedEntryClosesWithoutAQuestion()
+    {
         Started s = startListed();
         QPointer<KORVA_AssignMaint> document = s.window->document();
         QVERIFY(s.window->close());
@@ -128,7 +133,8 @@ private slots:
         QVERIFY(s.window->close()); // nothing left to ask
     }
 
-    void refusalKeepsTheWindowOpenUntilTheUserLetsGo() {
+    void refusalKeepsTheWindowOpenUntilTheUserLetsGo()
+    {
         Started s = startListed();
         s.window->document()->tabTab->setCurrentIndex(1);
         auto *comment = s.window->findChild<QPlainTextEdit *>(QStringLiteral("txtBox(3)"));
@@ -161,7 +167,8 @@ private slots:
         QCOMPARE(m_boxes->shown.size(), 2);
     }
 
-    void yesSavesThroughTheBrokerBeforeTheWindowCloses() {
+    void yesSavesThroughTheBrokerBeforeTheWindowCloses()
+    {
         Started s = startListed();
         QAction *save = s.window->toolbarAction(ToolbarButton::Save);
         auto *officer = s.window->findChild<QLineEdit *>(QStringLiteral("txtBox(1)"));
@@ -193,7 +200,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(hasIt(), kListWaitMs);
     }
 
-    void documentCallsDriveTheToolbar() {
+    void documentCallsDriveTheToolbar()
+    {
         Started s = startListed();
         QAction *save = s.window->toolbarAction(ToolbarButton::Save);
         QAction *newAction = s.window->toolbarAction(ToolbarButton::New);
@@ -229,7 +237,8 @@ private slots:
         platform().status->StatusText(QStringLiteral("nobody listens"));
     }
 
-    void copyTakesTheSelectedAssignmentsParameters() {
+    void copyTakesTheSelectedAssignmentsParameters()
+    {
         Started s = startListed();
         testkit::MemoryClipboard clipboard;
         s.session->platform().clipboard = &clipboard;
@@ -243,7 +252,8 @@ private slots:
                  QStringLiteral("Assignment copied to the clipboard."));
     }
 
-    void aboutAnswersThroughTheMessageBoxes() {
+    void aboutAnswersThroughTheMessageBoxes()
+    {
         Started s = startListed();
         s.window->toolbarAction(ToolbarButton::About)->trigger();
         QCOMPARE(m_boxes->shown.size(), 1);
@@ -251,7 +261,8 @@ private slots:
         QCOMPARE(m_boxes->shown.last().style & MsgStyle::Information, MsgStyle::Information);
     }
 
-    void unknownOfficerIsToldAndRefused() {
+    void unknownOfficerIsToldAndRefused()
+    {
         Started s = start(4242);
         QCOMPARE(s.exitCode, ExitCode::SignOnFailed);
         QVERIFY(!s.window);
@@ -265,7 +276,8 @@ private slots:
         QVERIFY2(box.prompt.contains(u"demo.db"), qPrintable(box.prompt));
     }
 
-    void unusableDatabaseIsToldAndRefused_data() {
+    void unusableDatabaseIsToldAndRefused_data()
+    {
         QTest::addColumn<QString>("connection");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("mentions");
@@ -277,7 +289,8 @@ private slots:
         QTest::newRow("folder for a file")
             << m_dir.path() << ExitCode::SignOnFailed << m_dir.path();
     }
-    void unusableDatabaseIsToldAndRefused() {
+    void unusableDatabaseIsToldAndRefused()
+    {
         QFETCH(QString, connection);
         QFETCH(int, exitCode);
         QFETCH(QString, mentions);

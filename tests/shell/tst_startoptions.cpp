@@ -11,7 +11,8 @@ class TestStartOptions : public QObject {
 private:
     QTemporaryDir m_dir;
 
-    std::unique_ptr<QSettings> settings(const QHash<const char *, QVariant> &values = {}) {
+    std::unique_ptr<QSettings> settings(const QHash<const char *, QVariant> &values = {})
+    {
         static int n = 0;
         auto s = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("s%1.ini").arg(++n)),
                                              QSettings::IniFormat);
@@ -20,7 +21,8 @@ private:
         return s;
     }
 
-    static QStringList args(std::initializer_list<const char *> list) {
+    static QStringList args(std::initializer_list<const char *> list)
+    {
         QStringList out{QStringLiteral("korva")};
         for (const char *a : list)
             out.append(QString::fromUtf8(a));
@@ -28,7 +30,8 @@ private:
     }
 
 private slots:
-    void withNothingGivenTheDemoOfficerUsesTheDemoFile() {
+    void withNothingGivenTheDemoOfficerUsesTheDemoFile()
+    {
         StartCommandLine cl;
         QVERIFY2(cl.parse(args({}), *settings()), qPrintable(cl.errorText()));
         QCOMPARE(cl.options().officerId, 1001);
@@ -41,7 +44,8 @@ private slots:
         QVERIFY(!cl.helpRequested());
     }
 
-    void commandLineWinsAndSettingsFillTheRest() {
+    void commandLineWinsAndSettingsFillTheRest()
+    {
         auto s = settings({{SettingsKey::Officer, 1003},
                            {SettingsKey::Database, QStringLiteral("sqlite:/srv/korva.db")},
                            {SettingsKey::BrokerTimeout, 5000},
@@ -65,7 +69,8 @@ private slots:
         QCOMPARE(cl.options().screenshot, QStringLiteral("/tmp/x.png"));
     }
 
-    void unusableValuesAreRefusedWithAReason_data() {
+    void unusableValuesAreRefusedWithAReason_data()
+    {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("settingsOfficer");
         QTest::addColumn<QString>("mentions");
@@ -89,7 +94,8 @@ private slots:
         QTest::newRow("missing value")
             << args({"--officer"}) << QString() << QStringLiteral("officer");
     }
-    void unusableValuesAreRefusedWithAReason() {
+    void unusableValuesAreRefusedWithAReason()
+    {
         QFETCH(QStringList, arguments);
         QFETCH(QString, settingsOfficer);
         QFETCH(QString, mentions);
@@ -101,13 +107,15 @@ private slots:
         QVERIFY2(cl.errorText().contains(mentions), qPrintable(cl.errorText()));
     }
 
-    void largestSixteenBitOfficerIsAccepted() {
+    void largestSixteenBitOfficerIsAccepted()
+    {
         StartCommandLine cl;
         QVERIFY(cl.parse(args({"--officer", " 32767 "}), *settings()));
         QCOMPARE(cl.options().officerId, 32767);
     }
 
-    void helpAndVersionAreRecognised() {
+    void helpAndVersionAreRecognised()
+    {
         StartCommandLine help;
         QVERIFY(help.parse(args({"-h"}), *settings()));
         QVERIFY(help.helpRequested());

@@ -129,8 +129,8 @@ RecordSetPtr makeRecordSet(const QString &name, const QList<Field> &fields,
     for (const auto &row : rows) {
         QList<QVariant> values;
         for (int c = 0; c < fields.size(); ++c)
-            values.append(RecordSet::convert(c < row.size() ? row.at(c) : QVariant(),
-                                             fields.at(c).type));
+            values.append(
+                RecordSet::convert(c < row.size() ? row.at(c) : QVariant(), fields.at(c).type));
         rs->appendStorageRow(values);
     }
     return rs;
@@ -142,24 +142,23 @@ BrokerReply sampleReferenceReply()
     BrokerReply reply;
     reply.recordSets.insert(
         QStringLiteral("OFFICER"),
-        makeRecordSet(QStringLiteral("OFFICER"),
-                      {{QStringLiteral("INSP_ID"), T::Integer},
-                       {QStringLiteral("INSP_NME_LST"), T::Text},
-                       {QStringLiteral("INSP_NME_FRST"), T::Text},
-                       {QStringLiteral("INSP_NME_MDL_INT"), T::Text},
-                       {QStringLiteral("REGION"), T::Text},
-                       {QStringLiteral("EFCTV_DT"), T::Date},
-                       {QStringLiteral("END_DT"), T::Date}},
-                      {{1001, QStringLiteral("Doe"), QStringLiteral("Jane"), QStringLiteral("Q"),
-                        QStringLiteral("NE"), QStringLiteral("2000-01-01"), QVariant()},
-                       {1002, QStringLiteral("smith,jr"), QStringLiteral("john"),
-                        QStringLiteral("q"), QStringLiteral("NE"), QStringLiteral("2000-01-01"),
-                        QVariant()},
-                       {1003, QStringLiteral("Roe"), QString(), QStringLiteral("Ann"),
-                        QStringLiteral("NE"), QStringLiteral("2000-01-01"), QVariant()},
-                       {1004, QStringLiteral("Brown,SR"), QStringLiteral("Al"), QString(),
-                        QStringLiteral("NE"), QStringLiteral("2000-01-01"),
-                        QStringLiteral("2020-12-31")}}));
+        makeRecordSet(
+            QStringLiteral("OFFICER"),
+            {{QStringLiteral("INSP_ID"), T::Integer},
+             {QStringLiteral("INSP_NME_LST"), T::Text},
+             {QStringLiteral("INSP_NME_FRST"), T::Text},
+             {QStringLiteral("INSP_NME_MDL_INT"), T::Text},
+             {QStringLiteral("REGION"), T::Text},
+             {QStringLiteral("EFCTV_DT"), T::Date},
+             {QStringLiteral("END_DT"), T::Date}},
+            {{1001, QStringLiteral("Doe"), QStringLiteral("Jane"), QStringLiteral("Q"),
+              QStringLiteral("NE"), QStringLiteral("2000-01-01"), QVariant()},
+             {1002, QStringLiteral("smith,jr"), QStringLiteral("john"), QStringLiteral("q"),
+              QStringLiteral("NE"), QStringLiteral("2000-01-01"), QVariant()},
+             {1003, QStringLiteral("Roe"), QString(), QStringLiteral("Ann"), QStringLiteral("NE"),
+              QStringLiteral("2000-01-01"), QVariant()},
+             {1004, QStringLiteral("Brown,SR"), QStringLiteral("Al"), QString(),
+              QStringLiteral("NE"), QStringLiteral("2000-01-01"), QStringLiteral("2020-12-31")}}));
     reply.recordSets.insert(QStringLiteral("TROOP"),
                             makeRecordSet(QStringLiteral("TROOP"),
                                           {{QStringLiteral("TRP_ID"), T::Text},
@@ -167,17 +166,19 @@ BrokerReply sampleReferenceReply()
                                           {{QStringLiteral("3"), QString()},
                                            {QStringLiteral("3"), QStringLiteral("A")},
                                            {QStringLiteral("4"), QStringLiteral("B")}}));
-    const QList<Field> codeFields{{QStringLiteral("REGION"), T::Text},
-                                  {QStringLiteral("CD_TBL_ID"), T::Text},
-                                  {QStringLiteral("CD_TBL_CD"), T::Text},
-                                  {QStringLiteral("CD_TBL_DES"), T::Text},
-                                  {QStringLiteral("ADDL_INFO"), T::Text},
-                                  {QStringLiteral("EFCTV_DT"), T::Date},
-                                  {QStringLiteral("END_DT"), T::Date}};
+    const QList<Field> codeFields{
+        {QStringLiteral("REGION"), T::Text},    {QStringLiteral("CD_TBL_ID"), T::Text},
+        {QStringLiteral("CD_TBL_CD"), T::Text}, {QStringLiteral("CD_TBL_DES"), T::Text},
+        {QStringLiteral("ADDL_INFO"), T::Text}, {QStringLiteral("EFCTV_DT"), T::Date},
+        {QStringLiteral("END_DT"), T::Date}};
     auto code = [](const char *table, const char *cd, const char *des, const char *info) {
-        return QList<QVariant>{QStringLiteral("NE"), QLatin1String(table), QLatin1String(cd),
-                               QLatin1String(des), QLatin1String(info),
-                               QStringLiteral("1990-01-01"), QVariant()};
+        return QList<QVariant>{QStringLiteral("NE"),
+                               QLatin1String(table),
+                               QLatin1String(cd),
+                               QLatin1String(des),
+                               QLatin1String(info),
+                               QStringLiteral("1990-01-01"),
+                               QVariant()};
     };
     reply.recordSets.insert(
         QStringLiteral("ZTB_CODE"),
@@ -185,33 +186,33 @@ BrokerReply sampleReferenceReply()
                       {code("REFDOCTYP", "CIT", "Citation", "CITATION"),
                        code("REFDOCTYP", "ACC", "Sales Tax Account", "ACCOUNT"),
                        code("AGENCY", "DOR", "Department of Revenue", ""),
-                       code("AGENCY", "SP", "State Police", ""),
-                       code("CSTATUS", "O", "Open", ""), code("CSTATUS", "P", "Paid", ""),
+                       code("AGENCY", "SP", "State Police", ""), code("CSTATUS", "O", "Open", ""),
+                       code("CSTATUS", "P", "Paid", ""),
                        code("REFUNDTYP", "0", "IN PREPARATION", ""),
                        code("REFUNDTYP", "1", "PREPARED", "")}));
     reply.recordSets.insert(
         QStringLiteral("ZTB_ASGNMT_TYPE"),
-        makeRecordSet(QStringLiteral("ZTB_ASGNMT_TYPE"),
-                      {{QStringLiteral("REGION"), T::Text},
-                       {QStringLiteral("ASGNMT_CD"), T::Text},
-                       {QStringLiteral("ASGNMT_DES"), T::Text},
-                       {QStringLiteral("CRTR_CLS_IND"), T::Text},
-                       {QStringLiteral("DUE_DY_CNT"), T::Text},
-                       {QStringLiteral("EXPRTN_DY_CNT"), T::Text},
-                       {QStringLiteral("RSN_FOR_CHNG_TXT"), T::Text},
-                       {QStringLiteral("SYS_IND"), T::Text}},
-                      {{QStringLiteral("NE"), QStringLiteral("001"), QStringLiteral("Referral"),
-                        QStringLiteral("N"), QStringLiteral("30"), QStringLiteral("90"), QString(),
-                        QStringLiteral("N")},
-                       {QStringLiteral("NE"), QStringLiteral("007"),
-                        QStringLiteral("Follow-up Citation"), QStringLiteral("Y"),
-                        QStringLiteral("10"), QStringLiteral("20"), QString(), QStringLiteral("N")},
-                       {QStringLiteral("NE"), QStringLiteral("900"),
-                        QStringLiteral("Refund Request"), QStringLiteral("N"), QString(), QString(),
-                        QString(), QStringLiteral("Y")},
-                       {QStringLiteral("NE"), QStringLiteral("PCE"),
-                        QStringLiteral("Payment Correction"), QStringLiteral("N"),
-                        QStringLiteral("5"), QStringLiteral("5"), QString(), QStringLiteral("N")}}));
+        makeRecordSet(
+            QStringLiteral("ZTB_ASGNMT_TYPE"),
+            {{QStringLiteral("REGION"), T::Text},
+             {QStringLiteral("ASGNMT_CD"), T::Text},
+             {QStringLiteral("ASGNMT_DES"), T::Text},
+             {QStringLiteral("CRTR_CLS_IND"), T::Text},
+             {QStringLiteral("DUE_DY_CNT"), T::Text},
+             {QStringLiteral("EXPRTN_DY_CNT"), T::Text},
+             {QStringLiteral("RSN_FOR_CHNG_TXT"), T::Text},
+             {QStringLiteral("SYS_IND"), T::Text}},
+            {{QStringLiteral("NE"), QStringLiteral("001"), QStringLiteral("Referral"),
+              QStringLiteral("N"), QStringLiteral("30"), QStringLiteral("90"), QString(),
+              QStringLiteral("N")},
+             {QStringLiteral("NE"), QStringLiteral("007"), QStringLiteral("Follow-up Citation"),
+              QStringLiteral("Y"), QStringLiteral("10"), QStringLiteral("20"), QString(),
+              QStringLiteral("N")},
+             {QStringLiteral("NE"), QStringLiteral("900"), QStringLiteral("Refund Request"),
+              QStringLiteral("N"), QString(), QString(), QString(), QStringLiteral("Y")},
+             {QStringLiteral("NE"), QStringLiteral("PCE"), QStringLiteral("Payment Correction"),
+              QStringLiteral("N"), QStringLiteral("5"), QStringLiteral("5"), QString(),
+              QStringLiteral("N")}}));
     return reply;
 }
 

@@ -12,8 +12,7 @@ namespace korva {
 
 DataControl::DataControl(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 void DataControl::setRecordSet(RecordSetPtr rs)
 {
@@ -43,8 +42,7 @@ void StyleSet::setBold(bool bold)
 GridRow::GridRow(DataGrid *grid, int storageRow)
     : m_grid(grid)
     , m_storageRow(storageRow)
-{
-}
+{}
 
 bool GridRow::isEmpty() const
 {

@@ -10,8 +10,7 @@ namespace korva {
 RecordSetModel::RecordSetModel(DataGrid *grid)
     : QAbstractTableModel(grid)
     , m_grid(grid)
-{
-}
+{}
 
 RecordSetModel::~RecordSetModel()
 {
