@@ -26,7 +26,7 @@ public:
     void close();
     bool isOpen() const { return m_open; }
     Dialect dialect() const { return m_spec.dialect; }
-    const ConnectionSpec &spec() const { return m_spec; }
+    const ConnectionSpec &connectionInfo() const { return m_spec; }
     QSqlDatabase handle() const;
     const QString &connectionName() const { return m_name; }
 

@@ -432,8 +432,8 @@ private:
                 }
             }
             const int type = demo && i % 6 == 5 ? kRefundType : pickType();
-            const TypeSpec &spec = kTypes[type];
-            const bool system = spec.system[0] == 'Y';
+            const TypeSpec &kind = kTypes[type];
+            const bool system = kind.system[0] == 'Y';
             // Status: the demo officer gets three open ones (open, forwarded, replied) for
             // every closed one; the rest are rolled.
             int status; // index into O, F, R, C
@@ -450,7 +450,7 @@ private:
             const qint64 creator = system ? DemoOfficer::System : otherOfficer(receiver);
             const qint64 sender = status == 1 ? otherOfficer(receiver, creator) : creator;
             const QVariant assigned = day(-ago);
-            const int dueDays = qMax(0, spec.due), expDays = qMax(0, spec.expiration);
+            const int dueDays = qMax(0, kind.due), expDays = qMax(0, kind.expiration);
             const QVariant closed = status == 3 ? day(-ago + qMin(ago, m_rng.below(60))) : null;
             QVariant formNumber, formType;
             if (!m_forms.empty() && !system && m_rng.below(10) < 4) {
@@ -602,16 +602,16 @@ constexpr char kSetSequence[] = R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = ? WHERE SE
 // cheaply; the officer and status indexes would be written all over and are built afterwards.
 const char *const kListIndexes[] = {"ASGNMT_TO_IX", "ASGNMT_FRM_IX", "ASGNMT_STTS_IX"};
 
-void prepareTarget(Database &db, const ConnectionSpec &spec, bool force)
+void prepareTarget(Database &db, const ConnectionSpec &target, bool force)
 {
-    if (spec.dialect == Dialect::Sqlite) {
-        if (QFile::exists(spec.path)) {
+    if (target.dialect == Dialect::Sqlite) {
+        if (QFile::exists(target.path)) {
             if (!force)
                 throw RequestError(QStringLiteral("The database %1 already exists; use --force "
                                                   "to replace it.")
-                                       .arg(spec.display()));
+                                       .arg(target.display()));
             for (const char *suffix : {"", "-wal", "-shm", "-journal"})
-                QFile::remove(spec.path + latin(suffix));
+                QFile::remove(target.path + latin(suffix));
         }
         db.open();
         return;
@@ -623,7 +623,7 @@ void prepareTarget(Database &db, const ConnectionSpec &spec, bool force)
     if (hasData && !force)
         throw RequestError(QStringLiteral("The database %1 already holds data; use --force to "
                                           "replace it.")
-                               .arg(spec.display()));
+                               .arg(target.display()));
     dropSchema(db);
     db.close();
     db.open();
@@ -642,7 +642,7 @@ DemoSummary generateDemo(const ServerSettings &settings, const DemoOptions &opti
     if (options.assignments < 0)
         throw RequestError(QStringLiteral("The demo size must not be negative."));
     Database db(settings, QStringLiteral("korva-demo"));
-    prepareTarget(db, db.spec(), options.force);
+    prepareTarget(db, db.connectionInfo(), options.force);
     const bool sqlite = db.dialect() == Dialect::Sqlite;
     if (sqlite) {
         // A fresh file written in one transaction needs no journal: a failed load is simply

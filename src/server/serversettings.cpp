@@ -11,7 +11,7 @@ ConnectionSpec ConnectionSpec::parse(const QString &text)
     const QString t = text.trimmed();
     if (t.isEmpty())
         throw RequestError(QStringLiteral("No database connection is configured."));
-    ConnectionSpec spec;
+    ConnectionSpec connection;
     if (t.startsWith(u"postgres://", Qt::CaseInsensitive) ||
         t.startsWith(u"postgresql://", Qt::CaseInsensitive)) {
         const QUrl url(t, QUrl::StrictMode);
@@ -19,24 +19,24 @@ ConnectionSpec ConnectionSpec::parse(const QString &text)
             throw RequestError(QStringLiteral("The database connection \"%1\" is not a valid "
                                               "postgres://user@host:port/database text.")
                                    .arg(t));
-        spec.dialect = Dialect::Postgres;
-        spec.host = url.host();
-        spec.port = url.port(5432);
-        spec.user = url.userName();
-        spec.password = url.password();
-        spec.database = url.path().mid(1);
-        if (spec.database.isEmpty())
+        connection.dialect = Dialect::Postgres;
+        connection.host = url.host();
+        connection.port = url.port(5432);
+        connection.user = url.userName();
+        connection.password = url.password();
+        connection.database = url.path().mid(1);
+        if (connection.database.isEmpty())
             throw RequestError(
                 QStringLiteral("The database connection \"%1\" names no database.").arg(t));
-        return spec;
+        return connection;
     }
-    spec.dialect = Dialect::Sqlite;
-    spec.path = t.startsWith(u"sqlite:", Qt::CaseInsensitive) ? t.mid(7) : t;
-    if (spec.path.startsWith(u"//"))
-        spec.path = spec.path.mid(2); // "sqlite:///abs/path" written URL-style
-    if (spec.path.isEmpty())
+    connection.dialect = Dialect::Sqlite;
+    connection.path = t.startsWith(u"sqlite:", Qt::CaseInsensitive) ? t.mid(7) : t;
+    if (connection.path.startsWith(u"//"))
+        connection.path = connection.path.mid(2); // "sqlite:///abs/path" written URL-style
+    if (connection.path.isEmpty())
         throw RequestError(QStringLiteral("The database connection \"%1\" names no file.").arg(t));
-    return spec;
+    return connection;
 }
 
 QString ConnectionSpec::display() const

@@ -88,17 +88,17 @@ QString ShellSession::databaseText() const
 
 bool ShellSession::prepareDatabase()
 {
-    server::ConnectionSpec spec;
+    server::ConnectionSpec target;
     try {
-        spec = server::ConnectionSpec::parse(m_options.connection);
+        target = server::ConnectionSpec::parse(m_options.connection);
     } catch (const server::RequestError &e) {
         return fail(e.text());
     }
-    const bool missing = spec.dialect == server::Dialect::Sqlite && !QFileInfo::exists(spec.path);
+    const bool missing = target.dialect == server::Dialect::Sqlite && !QFileInfo::exists(target.path);
     if (!missing && !m_options.rebuildDemo)
         return true;
     if (missing)
-        QDir().mkpath(QFileInfo(spec.path).absolutePath());
+        QDir().mkpath(QFileInfo(target.path).absolutePath());
 
     server::DemoOptions demo;
     demo.assignments = m_options.demoAssignments;
@@ -108,12 +108,12 @@ bool ShellSession::prepareDatabase()
     } catch (const std::exception &e) {
         // A half-made file would pass for a database on the next start.
         if (missing)
-            QFile::remove(spec.path);
+            QFile::remove(target.path);
         const QString reason = dynamic_cast<const server::RequestError *>(&e)
                                    ? static_cast<const server::RequestError &>(e).text()
                                    : QString::fromUtf8(e.what());
         return fail(QStringLiteral("The demo database could not be made.\n\n%1\n\nDatabase: %2")
-                        .arg(reason, spec.display()));
+                        .arg(reason, target.display()));
     }
     m_createdDemo = true;
     return true;
