@@ -98,32 +98,40 @@ std::optional<AssignmentRecord> loadAssignment(Database &db, qint64 number)
     return a;
 }
 
+namespace {
+
+// The columns an assignment and each of its history rows share, in the order both
+// statements list them (from ASGNMT_TYP_CD to STATION_ID).
+QVariantList snapshot(const AssignmentRecord &a)
+{
+    return {a.type,
+            a.status,
+            id(a.fromOfficer),
+            id(a.toOfficer),
+            a.creator,
+            text(a.agency),
+            text(a.troop),
+            text(a.district),
+            dbDate(a.assigned),
+            dbDate(a.effective),
+            dbDate(a.due),
+            dbDate(a.expiration),
+            dbDate(a.closed),
+            text(a.comment),
+            text(a.subject),
+            text(a.formNumber),
+            text(a.formType),
+            text(a.station)};
+}
+
+} // namespace
+
 void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now)
 {
-    db.run(QLatin1String(kInsertAssignment), {a.number,
-                                              a.type,
-                                              a.status,
-                                              id(a.fromOfficer),
-                                              id(a.toOfficer),
-                                              a.creator,
-                                              text(a.agency),
-                                              text(a.troop),
-                                              text(a.district),
-                                              dbDate(a.assigned),
-                                              dbDate(a.effective),
-                                              dbDate(a.due),
-                                              dbDate(a.expiration),
-                                              dbDate(a.closed),
-                                              text(a.comment),
-                                              text(a.subject),
-                                              text(a.formNumber),
-                                              text(a.formType),
-                                              text(a.station),
-                                              text(a.notify),
-                                              a.historyCount,
-                                              id(a.original),
-                                              dbTimestamp(now)})
-        .finish();
+    const QVariantList values =
+        QVariantList{a.number} + snapshot(a) +
+        QVariantList{text(a.notify), a.historyCount, id(a.original), dbTimestamp(now)};
+    db.run(QLatin1String(kInsertAssignment), values).finish();
 }
 
 void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now)
@@ -140,30 +148,9 @@ void insertHistory(Database &db, const AssignmentRecord &a, const QString &actio
                    const QDateTime &now)
 {
     const qint64 hist = nextNumber(db, "HIST_ID");
-    db.run(QLatin1String(kInsertHistory), {hist,
-                                           a.number,
-                                           action,
-                                           dbTimestamp(now),
-                                           byOfficer,
-                                           a.type,
-                                           a.status,
-                                           id(a.fromOfficer),
-                                           id(a.toOfficer),
-                                           a.creator,
-                                           text(a.agency),
-                                           text(a.troop),
-                                           text(a.district),
-                                           dbDate(a.assigned),
-                                           dbDate(a.effective),
-                                           dbDate(a.due),
-                                           dbDate(a.expiration),
-                                           dbDate(a.closed),
-                                           text(a.comment),
-                                           text(a.subject),
-                                           text(a.formNumber),
-                                           text(a.formType),
-                                           text(a.station)})
-        .finish();
+    const QVariantList values =
+        QVariantList{hist, a.number, action, dbTimestamp(now), byOfficer} + snapshot(a);
+    db.run(QLatin1String(kInsertHistory), values).finish();
 }
 
 } // namespace korva::server

@@ -181,6 +181,11 @@ QSqlQuery &Database::statement(const QString &sql)
 
 QSqlQuery &Database::run(const QString &sql, std::initializer_list<QVariant> values)
 {
+    return run(sql, QVariantList(values));
+}
+
+QSqlQuery &Database::run(const QString &sql, const QVariantList &values)
+{
     QSqlQuery &q = statement(sql);
     int i = 0;
     for (const QVariant &v : values)

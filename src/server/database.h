@@ -35,6 +35,7 @@ public:
     QSqlQuery &statement(const QString &sql);
     // Binds the values in order and runs the statement. Returns it, positioned before row one.
     QSqlQuery &run(const QString &sql, std::initializer_list<QVariant> values = {});
+    QSqlQuery &run(const QString &sql, const QVariantList &values);
     // Runs a statement text once, unprepared (schema changes, pragmas).
     void execute(const QString &sql);
     // The first column of the first row, or a null value when there is no row.
