@@ -110,6 +110,13 @@ qint64 Store::count(const QString &sql, std::initializer_list<QVariant> values)
     return m_db->scalar(sql, values).toLongLong();
 }
 
+QVariant Store::assignment(const char *column, const QVariant &number)
+{
+    return value(
+        QStringLiteral("SELECT %1 FROM ASGNMT WHERE ASGNMT_NBR = ?").arg(QLatin1String(column)),
+        {number});
+}
+
 QVariant Store::value(const QString &sql, std::initializer_list<QVariant> values)
 {
     return m_db->scalar(sql, values);

@@ -42,6 +42,8 @@ public:
     // Direct reads for checking what was written.
     qint64 count(const QString &sql, std::initializer_list<QVariant> values = {});
     QVariant value(const QString &sql, std::initializer_list<QVariant> values = {});
+    // One column of one stored assignment.
+    QVariant assignment(const char *column, const QVariant &number);
     void exec(const QString &sql, std::initializer_list<QVariant> values = {});
 
     // A new assignment from the demo officer to `to`, of `type`; returns its number.

@@ -163,26 +163,11 @@ void TestServerAssignments::addWritesAssignmentAndHistoryWithBoundText()
                                                 {"ASGNMT_CMMT_TXT", QStringLiteral("")}}});
     QCOMPARE(r.error, QString());
     const qint64 nbr = store.count(QStringLiteral("SELECT MAX(ASGNMT_NBR) FROM ASGNMT"));
-    QCOMPARE(store
-                 .value(QStringLiteral("SELECT ASGNMT_SBJCT_TXT FROM ASGNMT WHERE ASGNMT_NBR = ?"),
-                        {nbr})
-                 .toString(),
-             tricky);
-    QCOMPARE(
-        store
-            .value(QStringLiteral("SELECT ASGNMT_CMMT_TXT FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toString(),
-        QStringLiteral(""));
-    QVERIFY(store.value(QStringLiteral("SELECT OFCR_TO_ID FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-                .isNull());
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT TRP_DIST_ID FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toString(),
-        QStringLiteral("12"));
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT OFCR_CRTR_ID FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toLongLong(),
-        kDemo);
+    QCOMPARE(store.assignment("ASGNMT_SBJCT_TXT", nbr).toString(), tricky);
+    QCOMPARE(store.assignment("ASGNMT_CMMT_TXT", nbr).toString(), QStringLiteral(""));
+    QVERIFY(store.assignment("OFCR_TO_ID", nbr).isNull());
+    QCOMPARE(store.assignment("TRP_DIST_ID", nbr).toString(), QStringLiteral("12"));
+    QCOMPARE(store.assignment("OFCR_CRTR_ID", nbr).toLongLong(), kDemo);
     QCOMPARE(
         store.value(QStringLiteral("SELECT ACTION FROM ASGNMT_HIST WHERE ASGNMT_NBR = ?"), {nbr})
             .toString(),
@@ -318,31 +303,15 @@ void TestServerAssignments::forwardUpdatesOriginalAndAddsTiedCopies()
                                {"FORM_NBR", QStringLiteral("1234567-4")},
                                {"FORM_TYP_CD", QStringLiteral("CIT")}}});
     QCOMPARE(r.error, QString());
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT ASGNMT_STTS_CD FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toString(),
-        QStringLiteral("F"));
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT OFCR_TO_ID FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toLongLong(),
-        1004);
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT OFCR_FRM_ID FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toLongLong(),
-        kPlain);
-    QCOMPARE(store.value(QStringLiteral("SELECT HIST_CNT FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-                 .toLongLong(),
-             2);
+    QCOMPARE(store.assignment("ASGNMT_STTS_CD", nbr).toString(), QStringLiteral("F"));
+    QCOMPARE(store.assignment("OFCR_TO_ID", nbr).toLongLong(), 1004);
+    QCOMPARE(store.assignment("OFCR_FRM_ID", nbr).toLongLong(), kPlain);
+    QCOMPARE(store.assignment("HIST_CNT", nbr).toLongLong(), 2);
     const qint64 copy = store.count(
         QStringLiteral("SELECT ASGNMT_NBR FROM ASGNMT WHERE ORIG_ASGNMT_NBR = ?"), {nbr});
     QVERIFY(copy > nbr);
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT OFCR_TO_ID FROM ASGNMT WHERE ASGNMT_NBR = ?"), {copy})
-            .toLongLong(),
-        1005);
-    QCOMPARE(store.value(QStringLiteral("SELECT FORM_NBR FROM ASGNMT WHERE ASGNMT_NBR = ?"), {copy})
-                 .toString(),
-             QStringLiteral("1234567-4"));
+    QCOMPARE(store.assignment("OFCR_TO_ID", copy).toLongLong(), 1005);
+    QCOMPARE(store.assignment("FORM_NBR", copy).toString(), QStringLiteral("1234567-4"));
     QCOMPARE(
         store.value(QStringLiteral("SELECT ACTION FROM ASGNMT_HIST WHERE ASGNMT_NBR = ?"), {copy})
             .toString(),
@@ -377,19 +346,10 @@ void TestServerAssignments::replySwapsOfficersButNotOnSystemTypes()
                     {"OFCR_TO_ID", QString::number(kDemo)},
                     {"NTFY_IND", QStringLiteral("N")}};
     QCOMPARE(store.update(kPlain, {reply}).error, QString());
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT ASGNMT_STTS_CD FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toString(),
-        QStringLiteral("R"));
-    QCOMPARE(
-        store.value(QStringLiteral("SELECT OFCR_TO_ID FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toLongLong(),
-        kDemo);
-    QCOMPARE(
-        store
-            .value(QStringLiteral("SELECT ASGNMT_CMMT_TXT FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-            .toString(),
-        QStringLiteral("done, see notes"));
+    QCOMPARE(store.assignment("ASGNMT_STTS_CD", nbr).toString(), QStringLiteral("R"));
+    QCOMPARE(store.assignment("OFCR_TO_ID", nbr).toLongLong(), kDemo);
+    QCOMPARE(store.assignment("ASGNMT_CMMT_TXT", nbr).toString(),
+             QStringLiteral("done, see notes"));
 
     const qint64 generated = store.addAssignment(kPlain, QStringLiteral("005"));
     const BrokerReply refused = store.update(kPlain, {{{"ACTION", QStringLiteral("UPD")},
@@ -412,9 +372,7 @@ void TestServerAssignments::closeFollowsCreatorClosesRule()
     const qint64 audit = store.addAssignment(kPlain, QStringLiteral("003"), kOther);
     QVERIFY(close(kPlain, audit).error.contains(u"only be closed by the assignment creator"));
     QCOMPARE(close(kDemo, audit).error, QString()); // a member of ASSIGNMENTCLOSERS
-    QCOMPARE(dateOf(store.value(QStringLiteral("SELECT CLSE_DT FROM ASGNMT WHERE ASGNMT_NBR = ?"),
-                                {audit})),
-             QDate::currentDate());
+    QCOMPARE(dateOf(store.assignment("CLSE_DT", audit)), QDate::currentDate());
     QVERIFY(close(kDemo, audit).error.contains(u"already closed"));
 
     const qint64 own = store.addAssignment(kPlain, QStringLiteral("003"), kOther);
@@ -437,8 +395,7 @@ void TestServerAssignments::reopenAndHistoryKeepDistinctEvents()
     QVERIFY(status("O").error.contains(u"not closed"));
     QCOMPARE(status("C").error, QString());
     QCOMPARE(status("O").error, QString());
-    QVERIFY(store.value(QStringLiteral("SELECT CLSE_DT FROM ASGNMT WHERE ASGNMT_NBR = ?"), {nbr})
-                .isNull());
+    QVERIFY(store.assignment("CLSE_DT", nbr).isNull());
     QVERIFY(status("Q").error.contains(u"ASGNMT_STTS_CD"));
 
     const BrokerReply h = store.send(RequestKind::Query, kDemo,
