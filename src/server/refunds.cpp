@@ -293,24 +293,31 @@ private:
 
     void verify(const QVariant &now)
     {
-        const qint64 verifier = stepOfficer("VERIFY_ID", "verifying", "verifying");
-        if (m_state->creator && *m_state->creator == verifier)
-            m_row.refuse(QStringLiteral("The person preparing and verifying the Refund "
-                                        "Worksheet can not be the same."));
-        expectAffected(m_db.run(
-            QLatin1String(kUpdateVerified),
-            {nullable(receiver()), verifier, nullable(comment("QRT_CMMT_TXT")), now, m_number}));
+        checkedStep("VERIFY_ID", "verifying", m_state->creator,
+                    QStringLiteral("The person preparing and verifying the Refund Worksheet can "
+                                   "not be the same."),
+                    kUpdateVerified, now);
     }
 
     void approve(const QVariant &now)
     {
-        const qint64 approver = stepOfficer("APPROVE_ID", "approving", "approving");
-        if (m_state->verifier && *m_state->verifier == approver)
-            m_row.refuse(QStringLiteral("The person verifying and approving the Refund "
-                                        "Worksheet can not be the same."));
-        expectAffected(m_db.run(
-            QLatin1String(kUpdateApproved),
-            {nullable(receiver()), approver, nullable(comment("QRT_CMMT_TXT")), now, m_number}));
+        checkedStep("APPROVE_ID", "approving", m_state->verifier,
+                    QStringLiteral("The person verifying and approving the Refund Worksheet can "
+                                   "not be the same."),
+                    kUpdateApproved, now);
+    }
+
+    // Verifying and approving: the step's officer must differ from the one of the step
+    // before (only neighbouring steps are compared).
+    void checkedStep(const char *field, const char *verb, const std::optional<qint64> &previous,
+                     const QString &sameOfficer, const char *statement, const QVariant &now)
+    {
+        const qint64 officer = stepOfficer(field, verb, verb);
+        if (previous && *previous == officer)
+            m_row.refuse(sameOfficer);
+        expectAffected(
+            m_db.run(QLatin1String(statement), {nullable(receiver()), officer,
+                                                nullable(comment("QRT_CMMT_TXT")), now, m_number}));
     }
 
     void issue(const QString &wanted, const QVariant &now)
