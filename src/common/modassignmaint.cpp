@@ -6,6 +6,12 @@
 
 namespace korva::modAssignMaint {
 
+TypeDayCounts &componentDayCounts()
+{
+    static TypeDayCounts counts;
+    return counts;
+}
+
 bool IsCitationNumberValid(QString Number)
 {
     bool valid = false;

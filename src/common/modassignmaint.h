@@ -12,6 +12,14 @@ QString ProperName(QString lastName, QString firstName, QString middleName, QStr
 // "yyyy-mm-dd", the form the broker expects in request parameters.
 QString DB2Date(const QDate &date);
 
+// The day counts of the assignment type looked up last (GetAdditionalInfoTxt), shared by the
+// whole component: the forward dialog's date rules read them, not the offsets it was handed.
+struct TypeDayCounts {
+    qint16 DueDayCount = 0;
+    qint16 ExpirationDayCount = 0;
+};
+TypeDayCounts &componentDayCounts();
+
 } // namespace korva::modAssignMaint
 
 namespace korva::modMessageTitle {

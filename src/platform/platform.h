@@ -26,6 +26,9 @@ public:
     CodeListService *codes = nullptr;
     HostNotify *host = nullptr;
     ShellServices *shell = nullptr;
+    SpellChecking *spelling = nullptr;
+    FormServices *forms = nullptr;
+    TemplatePrinting *printing = nullptr;
 
     static Platform &current();
     static void install(Platform *platform); // nullptr restores an empty platform

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 class QWidget;
@@ -180,6 +181,56 @@ public:
     virtual ~ShellServices() = default;
     virtual void setToolbarButton(int button, bool flag, const QString &documentId) = 0;
     virtual void leave(bool flag) = 0;
+};
+
+// The spell-check object that screens create by its name ("TAVROUtilities.Dictionary").
+// CheckSpelling walks the text's misspelt words with the user and returns the text as the
+// user left it; it throws ProcError when the check itself fails.
+class SpellCheckObject {
+public:
+    virtual ~SpellCheckObject() = default;
+    virtual QString CheckSpelling(const QString &text) = 0;
+};
+
+class SpellChecking {
+public:
+    virtual ~SpellChecking() = default;
+    // Null when no object of that name can be created (for example, no dictionary installed);
+    // `why` then says what is missing, in words for the user.
+    virtual std::unique_ptr<SpellCheckObject> CreateObject(const QString &name,
+                                                           QString *why = nullptr) = 0;
+};
+
+class BrokerMessage;
+
+// The common library's form services: generated numbers and administered print templates.
+class FormServices {
+public:
+    virtual ~FormServices() = default;
+    // Asks for a generated number of `kind` ("U": a refund number) for `service` (the
+    // requesting screen's message identity), through `message`. Returns the message id under
+    // which the number will arrive; numbers already at hand are appended to `atHand`.
+    virtual QString RequestNumber(const QString &kind, const QString &service,
+                                  BrokerMessage &message, QStringList &atHand) = 0;
+    // The file of an administered print template; empty when there is none.
+    virtual QString TemplatePath(int templateNumber) const = 0;
+};
+
+// The template print object: a template file and an XML document of values, merged and
+// printed. Each operation throws ProcError with a clear text when it cannot be done.
+class TemplatePrintObject {
+public:
+    virtual ~TemplatePrintObject() = default;
+    virtual void setTemplatePath(const QString &path) = 0;
+    virtual void setXml(const QString &xml) = 0;
+    virtual void print() = 0;
+    virtual void close() = 0;
+};
+
+class TemplatePrinting {
+public:
+    virtual ~TemplatePrinting() = default;
+    virtual std::unique_ptr<TemplatePrintObject> CreatePrintObject() = 0;
 };
 
 } // namespace korva

@@ -4,6 +4,7 @@
 
 #include "common/modassignmaint.h"
 #include "platform/asyncbroker.h"
+#include "platform/formservices.h"
 #include "platform/referencedata.h"
 #include "platform/session.h"
 #include "server/demodata.h"
@@ -169,6 +170,8 @@ bool ShellSession::signOn()
         return searchCustomers(broker, user, text, limit);
     });
     m_codes = std::make_unique<BrokerCodeList>(broker, user);
+    m_forms = std::make_unique<BrokerFormServices>(user);
+    m_forms->setTemplates(reply.recordSet(QStringLiteral("TEMPLATE")));
 
     installServices();
     m_signedOn = true;
@@ -195,6 +198,7 @@ void ShellSession::installServices()
     m_platform.codes = m_codes.get();
     m_platform.host = &m_host;
     m_platform.shell = &m_host;
+    m_platform.forms = m_forms.get();
     m_previous = &Platform::current();
     Platform::install(&m_platform);
 }

@@ -13,6 +13,7 @@ namespace korva {
 
 class AsyncBroker;
 class BrokerCodeList;
+class BrokerFormServices;
 class ReferenceData;
 class SessionUser;
 class ShellWindow;
@@ -86,6 +87,7 @@ private:
     std::unique_ptr<SessionUser> m_user;
     std::unique_ptr<ReferenceData> m_reference;
     std::unique_ptr<BrokerCodeList> m_codes;
+    std::unique_ptr<BrokerFormServices> m_forms;
 
     Platform m_platform;
     Platform *m_previous = nullptr;

@@ -1,5 +1,6 @@
 #include "testkit.h"
 
+#include "platform/errors.h"
 #include "platform/qtservices.h"
 #include "platform/referencedata.h"
 #include "platform/session.h"
@@ -18,6 +19,78 @@ int ScriptedMessageBoxes::msgBox(const QString &prompt, int style, const QString
     default:
         return MsgAnswer::Ok;
     }
+}
+
+namespace {
+
+class ScriptedSpellObject : public SpellCheckObject {
+public:
+    explicit ScriptedSpellObject(ScriptedSpellChecking &owner)
+        : m_owner(owner)
+    {}
+    QString CheckSpelling(const QString &text) override
+    {
+        m_owner.checkedTexts.append(text);
+        return m_owner.correct ? m_owner.correct(text) : text;
+    }
+
+private:
+    ScriptedSpellChecking &m_owner;
+};
+
+class RecordingPrintObject : public TemplatePrintObject {
+public:
+    RecordingPrintObject(RecordingTemplatePrinting &owner, int job)
+        : m_owner(owner)
+        , m_job(job)
+    {}
+    void setTemplatePath(const QString &path) override { job().templatePath = path; }
+    void setXml(const QString &xml) override { job().xml = xml; }
+    void print() override
+    {
+        if (m_owner.failPrint)
+            raiseError(kComponentError, QStringLiteral("The printer is not available."));
+        job().printed = true;
+    }
+    void close() override { job().closed = true; }
+
+private:
+    RecordingTemplatePrinting::Job &job() { return m_owner.jobs[m_job]; }
+    RecordingTemplatePrinting &m_owner;
+    int m_job;
+};
+
+} // namespace
+
+std::unique_ptr<SpellCheckObject> ScriptedSpellChecking::CreateObject(const QString &name,
+                                                                      QString *why)
+{
+    createdNames.append(name);
+    if (!available) {
+        if (why)
+            *why = unavailableReason;
+        return nullptr;
+    }
+    return std::make_unique<ScriptedSpellObject>(*this);
+}
+
+QString RecordingFormServices::RequestNumber(const QString &kind, const QString &service,
+                                             BrokerMessage &message, QStringList &atHand)
+{
+    numberRequests.append({kind, service});
+    atHand.append(numbersAtHand);
+    BrokerRequest request;
+    request.setMessageId(service);
+    request.setVersion(QStringLiteral("1.0"));
+    request.setKind(RequestKind::Number);
+    request.addParameter(RequestParameter::key(QStringLiteral("KIND"), kind));
+    return message.send(request);
+}
+
+std::unique_ptr<TemplatePrintObject> RecordingTemplatePrinting::CreatePrintObject()
+{
+    jobs.append(Job{});
+    return std::make_unique<RecordingPrintObject>(*this, int(jobs.size()) - 1);
 }
 
 QString FakeUser::contextText() const
@@ -104,6 +177,9 @@ TestPlatform::TestPlatform()
     codes = &codeList;
     host = &hostNotes;
     shell = &shellServices;
+    spelling = &spellChecking;
+    forms = &formServices;
+    printing = &templatePrinting;
     useReferenceData(sampleReferenceReply());
     Platform::install(this);
 }

@@ -4,6 +4,7 @@
 #include "platform/platform.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QSet>
 #include <QString>
@@ -177,6 +178,48 @@ private:
     Sent &at(int index);
 };
 
+// The spell-check object answers from a function of the text (unchanged when unset); with
+// `available` false no object can be created, as on a desk without a dictionary.
+class ScriptedSpellChecking : public SpellChecking {
+public:
+    std::unique_ptr<SpellCheckObject> CreateObject(const QString &name, QString *why) override;
+    bool available = true;
+    QString unavailableReason = QStringLiteral("No spelling dictionary is installed.");
+    std::function<QString(const QString &)> correct;
+    QStringList createdNames;
+    QStringList checkedTexts;
+};
+
+// Numbers are requested through the real message object (so FakeBroker records the
+// request); template paths come from a table a test fills.
+class RecordingFormServices : public FormServices {
+public:
+    QString RequestNumber(const QString &kind, const QString &service, BrokerMessage &message,
+                          QStringList &atHand) override;
+    QString TemplatePath(int templateNumber) const override { return templates.value(templateNumber); }
+    struct NumberRequest {
+        QString kind;
+        QString service;
+    };
+    QList<NumberRequest> numberRequests;
+    QStringList numbersAtHand; // handed back through atHand
+    QHash<int, QString> templates;
+};
+
+// Print objects record what they were given; `failPrint` makes print() throw.
+class RecordingTemplatePrinting : public TemplatePrinting {
+public:
+    struct Job {
+        QString templatePath;
+        QString xml;
+        bool printed = false;
+        bool closed = false;
+    };
+    std::unique_ptr<TemplatePrintObject> CreatePrintObject() override;
+    QList<Job> jobs;
+    bool failPrint = false;
+};
+
 // Owns one double of every service and installs itself as the platform while it lives.
 class TestPlatform : public Platform {
 public:
@@ -196,6 +239,9 @@ public:
     ScriptedCodeList codeList;
     RecordingHostNotify hostNotes;
     RecordingShellServices shellServices;
+    ScriptedSpellChecking spellChecking;
+    RecordingFormServices formServices;
+    RecordingTemplatePrinting templatePrinting;
     std::unique_ptr<KeyFilters> keyFilters;
     // Lookups and validators come from reference data a test builds (see makeReferenceData).
     std::shared_ptr<Lookups> lookupsImpl;
