@@ -27,11 +27,13 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
 
 private:
     void buildControls();
     void Form_Load();
     void Form_Resize();
+    void Form_Unload();
     void SetGridBolding(DataGrid *grid);
     void grdHistory_RowLoaded(GridRow &row);
     void cmdOK_Click();

@@ -30,6 +30,9 @@ public:
 
     QString mode() const { return m_mode; }
 
+protected:
+    void reject() override;
+
 signals:
     void SendOK();
     void SendCancel();
