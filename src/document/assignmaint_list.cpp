@@ -116,6 +116,7 @@ void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
     routes.goodQuery = [this] {
         if (HistoryPending) {
             // The history reply belongs to the history dialog; the list keeps its rows.
+            LoadHistory();
             tabTab->setEnabled(true);
             return;
         }
@@ -127,8 +128,15 @@ void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
         status(QLatin1String(StatusTexts::Ready));
         LoadMyAssignments();
     };
+    const bool historyAsked = HistoryPending && isOwnReply(identity, MessageID);
     handleDataReady(u"KORVA_AssignMaint.mZelbMessage_DataReady", identity, MessageID, *mZelbMessage,
                     m_flags, routes);
+    if (historyAsked && HistoryPending) {
+        // A history query that failed must neither leave the list disabled nor take the next
+        // list reply for a history.
+        HistoryPending = false;
+        grdAssignment->setEnabled(true);
+    }
 }
 
 void KORVA_AssignMaint::mZelbMessage_MsgTimeout(const QString &identity)

@@ -55,6 +55,8 @@ void KORVA_AssignMaint::wireEvents()
     }
     connect(grdAssignment, &DataGrid::RowLoaded, this, &KORVA_AssignMaint::grdAssignment_RowLoaded);
     connect(grdAssignment, &DataGrid::Click, this, &KORVA_AssignMaint::grdAssignment_Click);
+    // Double-click and Enter both activate a row: the refund worksheet of a refund request.
+    connect(grdAssignment, &DataGrid::activated, this, &KORVA_AssignMaint::grdAssignment_Activated);
 
     connect(optCurrentOfficer, &QRadioButton::toggled, this, [this](bool on) {
         if (on)
@@ -98,6 +100,39 @@ void KORVA_AssignMaint::cmdButton_Click(int index)
         switch (index) {
         case 0:
             LoadMyAssignments();
+            break;
+        case 1:
+            ProcessCmdForwardClick();
+            break;
+        case 2:
+            ProcessCmdReplyClick();
+            break;
+        case 3:
+            ProcessCmdCloseClick();
+            break;
+        case 4:
+            ProcessCmdOpenClick();
+            break;
+        case 5:
+            ProcessCmdHistoryClick();
+            break;
+        case 6:
+            ProcessCmdSelectDocClick();
+            break;
+        case 7:
+            ProcessCmdSelectOfficersClick();
+            break;
+        case 8:
+            ProcessCmdClearClick();
+            break;
+        case 9:
+            ProcessCmdCopyComments();
+            break;
+        case 10:
+            ProcessCmdPasteComments();
+            break;
+        case 11:
+            ProcessCmdSpellCheck();
             break;
         default:
             break;

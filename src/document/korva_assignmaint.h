@@ -3,6 +3,7 @@
 #include "common/conventions.h"
 #include "platform/broker.h"
 
+#include <QPointer>
 #include <QWidget>
 
 #include <array>
@@ -20,6 +21,12 @@ class DataControl;
 class DataGrid;
 class GridRow;
 class KORVA_DTP;
+class KORVA_SelectCustFormInq;
+class KORVA_WorkSheet;
+class frmAddOfficer;
+class frmAssignForward;
+class frmAssignHistory;
+class frmAssignROC;
 
 // The assignment-maintenance document hosted by the shell.
 class KORVA_AssignMaint : public QWidget {
@@ -78,6 +85,63 @@ private:
     void mZelbMessage_DataReady(const QString &identity);
     void mZelbMessage_MsgTimeout(const QString &identity);
     void status(const QString &text) const;
+
+    // ---- Row commands, the dialogs they open and the dialogs' outcomes ----------------------
+    // (assignmaint_commands.cpp, assignmaint_comments.cpp, assignmaint_events.cpp,
+    // assignmaint_worksheet.cpp)
+public:
+    bool historyPending() const { return HistoryPending; }
+    // The text read back from the last request sent.
+    const QString &readBack() const { return m_readBack; }
+
+private:
+    void ProcessCmdForwardClick();
+    void ProcessCmdReplyClick();
+    void ProcessCmdCloseClick();
+    void ProcessCmdOpenClick();
+    void ProcessCmdHistoryClick();
+    void ProcessCmdSelectDocClick();
+    void ProcessCmdSelectOfficersClick();
+    void ProcessCmdClearClick();
+    void ProcessCmdCopyComments();
+    void ProcessCmdPasteComments();
+    void ProcessCmdSpellCheck();
+    bool mayCloseSelected() const;
+    // Opens frmAssignROC in `mode`; `eventObject` and the two sinks hear its outcome.
+    using Sink = void (KORVA_AssignMaint::*)();
+    void showAssignROC(const QString &mode, QPointer<frmAssignROC> &eventObject, Sink ok,
+                       Sink cancel);
+    void LoadHistory();
+    void grdAssignment_Activated();
+    void LoadRefundWorkSheetForm();
+
+    void mEventReply_SendOK();
+    void mEventReply_SendCancel();
+    void mEventOpen_SendOK();
+    void mEventOpen_SendCancel();
+    void mEventClose_SendOK();
+    void mEventClose_SendCancel();
+    void mEventForward_SendOK();
+    void mEventForward_SendCancel();
+    void mEventAddOfficer_SendOK(const RecordSetPtr &officers);
+    void mEventAddOfficer_SendCancel();
+    void unloadAssignROC();
+    void unloadForward();
+    void unloadAddOfficer();
+
+    // One reference per open dialog; the event objects are the dialogs that report back.
+    QPointer<frmAssignROC> m_frmAssignROC;
+    QPointer<frmAssignForward> m_frmAssignForward;
+    QPointer<frmAssignHistory> m_frmAssignHistory;
+    QPointer<frmAddOfficer> m_frmAddOfficer;
+    QPointer<KORVA_SelectCustFormInq> m_frmSelectCustForm;
+    QPointer<frmAssignROC> mEventReply;
+    QPointer<frmAssignROC> mEventOpen;
+    QPointer<frmAssignROC> mEventClose;
+    QPointer<frmAssignForward> mEventForward;
+    QPointer<frmAddOfficer> mEventAddOfficer;
+    QString m_readBack;
+    // ---- end of the row commands ------------------------------------------------------------
 
 public:
     // Control arrays by index; elements that belong to the entry tab are the tab's.
