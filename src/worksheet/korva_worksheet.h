@@ -67,13 +67,16 @@ public:
     std::array<QLineEdit *, 1> mTxt{};
     std::array<KORVA_DTP *, 2> KORVA_DTP1{};
     std::array<QPushButton *, 4> mCmdButton{};
-    std::array<QGroupBox *, 3> mFraRefund{}; // element 2 alone: the issue frame
+    std::array<QGroupBox *, 3> mFraRefund{}; // receiver, officers, the issue frame
     std::array<QGroupBox *, 2> mFra{};       // element 1 alone: Transferred / Refunded
     BrokerMessage *mZelbMessage = nullptr;
 
+    // The name beside each officer id (mLblData(7) to mLblData(10)), for reading only.
+    std::array<QLabel *, 4> mLblOfficerName{};
+
 protected:
     void showEvent(QShowEvent *event) override;
-    void closeEvent(QCloseEvent *event) override;
+    void done(int result) override;
 
 private:
     // Layout (worksheet_layout.cpp).
@@ -102,6 +105,11 @@ private:
 
     QString signedOnOfficer() const;
     QString messageIdentity() const;
+    QString numberService() const;
+    void setOfficer(int label, const QString &id);
+    void setComment(int index, const QString &text);
+    QString comment(int index) const;
+    void status(const QString &text) const;
 
     QString m_status;
     QString m_customerId;
@@ -117,6 +125,9 @@ private:
     bool m_loadedFromOutside = false;
     bool m_savePending = false;
     bool m_formLoaded = false;
+    bool m_unloaded = false;
+    std::array<bool, 3> m_enabledBeforeSave{};
+    QLabel *m_lblMailDate = nullptr; // hidden and shown with the mail date picker
 };
 
 } // namespace korva
