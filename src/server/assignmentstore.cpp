@@ -98,6 +98,19 @@ std::optional<AssignmentRecord> loadAssignment(Database &db, qint64 number)
     return a;
 }
 
+bool isParty(const AssignmentRecord &a, qint64 officer)
+{
+    return a.creator == officer || a.fromOfficer == officer || a.toOfficer == officer;
+}
+
+QString assignmentRegion(Database &db, const AssignmentRecord &a, qint64 officer)
+{
+    if (const auto creator = findOfficer(db, a.creator))
+        return creator->region;
+    const auto self = findOfficer(db, officer);
+    return self ? self->region : QString();
+}
+
 namespace {
 
 // The columns an assignment and each of its history rows share, in the order both

@@ -37,6 +37,11 @@ struct AssignmentRecord {
 };
 
 std::optional<AssignmentRecord> loadAssignment(Database &db, qint64 number);
+// Its sender, its addressee or its creator: who may close it, reopen it and read its history.
+bool isParty(const AssignmentRecord &a, qint64 officer);
+// The region whose assignment types rule an assignment: its creator's, whatever region a
+// request names; `officer`'s own when the creator is not on file.
+QString assignmentRegion(Database &db, const AssignmentRecord &a, qint64 officer);
 void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now);
 void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now);
 // The history entry of one change: the assignment as the change left it, who made the

@@ -8,6 +8,7 @@
 #include "servererror.h"
 #include "updaterow.h"
 
+#include <QHash>
 #include <QSet>
 
 namespace korva::server {
@@ -135,6 +136,68 @@ private:
         return findAssignmentType(m_db, m_ctx.session.region, code);
     }
 
+    // An existing assignment keeps the rules of its own region's type, so a request that
+    // names another region cannot switch them off.
+    std::optional<AssignmentType> typeOf(const AssignmentRecord &a)
+    {
+        return findAssignmentType(m_db, assignmentRegion(m_db, a, m_me), a.type);
+    }
+
+    bool isCloser()
+    {
+        if (!m_closer)
+            m_closer = hasRight(m_db, m_me, QLatin1String(kGroupClosers), 'G');
+        return *m_closer;
+    }
+
+    void requireAddressee(const UpdateRow &row, const AssignmentRecord &a, const char *verb)
+    {
+        if (a.toOfficer != m_me)
+            row.refuse(QStringLiteral("Only the addressee of assignment %1 can %2 it; officer %3 "
+                                      "is not its addressee.")
+                           .arg(a.number)
+                           .arg(QLatin1String(verb))
+                           .arg(m_me));
+    }
+
+    void requireParty(const UpdateRow &row, const AssignmentRecord &a, const char *verb)
+    {
+        if (!isParty(a, m_me) && !isCloser())
+            row.refuse(QStringLiteral("Only the sender, the addressee or the creator of "
+                                      "assignment %1, or a member of %2, can %3 it.")
+                           .arg(a.number)
+                           .arg(QLatin1String(kGroupClosers), QLatin1String(verb)));
+    }
+
+    // One forward names each addressee once, over its UPD row and all its ADD rows.
+    void claimAddressee(const UpdateRow &row, qint64 original, const Addressee &to)
+    {
+        const QString key = to.officer ? QStringLiteral("officer %1").arg(*to.officer)
+                            : !to.agency.isEmpty()
+                                ? QStringLiteral("agency %1").arg(to.agency)
+                                : QStringLiteral("troop/district %1%2").arg(to.troop, to.district);
+        QSet<QString> &named = m_forwardedTo[original];
+        if (named.contains(key))
+            row.refuse(QStringLiteral("The forward of assignment %1 names %2 more than once.")
+                           .arg(original)
+                           .arg(key));
+        named.insert(key);
+    }
+
+    // What a copy repeats of its original must be the original's own.
+    static void checkRepeated(const UpdateRow &row, const AssignmentRecord &original,
+                              const char *field, const QString &value)
+    {
+        if (!row.has(field))
+            return;
+        const QString sent = row.trimmed(field);
+        if (sent.compare(value.trimmed(), Qt::CaseInsensitive) != 0)
+            row.refuse(QStringLiteral("The copy of assignment %1 gives %2 \"%3\", but the "
+                                      "assignment's is \"%4\".")
+                           .arg(original.number)
+                           .arg(QLatin1String(field), sent, value.trimmed()));
+    }
+
     void addNew(const UpdateRow &row)
     {
         if (!hasRight(m_db, m_me, QLatin1String(kRightAssignment), 'R'))
@@ -221,11 +284,11 @@ private:
     {
         const QString status = row.trimmed("ASGNMT_STTS_CD").toUpper();
         if (status == u"C") {
+            requireParty(row, a, "close");
             if (a.status == u"C")
                 row.refuse(QStringLiteral("Assignment %1 is already closed.").arg(a.number));
-            const auto type = typeOf(a.type);
-            if (type && type->creatorCloses && a.creator != m_me &&
-                !hasRight(m_db, m_me, QLatin1String(kGroupClosers), 'G'))
+            const auto type = typeOf(a);
+            if (type && type->creatorCloses && a.creator != m_me && !isCloser())
                 row.refuse(QStringLiteral("You are not authorized to close this assignment. It "
                                           "can only be closed by the assignment creator."));
             a.status = status;
@@ -236,6 +299,7 @@ private:
             readComment(row, a);
             write(a, "CLOSE");
         } else if (status == u"O") {
+            requireParty(row, a, "reopen");
             if (a.status != u"C")
                 row.refuse(QStringLiteral("Assignment %1 is not closed.").arg(a.number));
             a.status = status;
@@ -254,9 +318,12 @@ private:
         if (a.status == u"C")
             row.refuse(QStringLiteral("Assignment %1 is closed; reopen it before forwarding.")
                            .arg(a.number));
+        requireAddressee(row, a, "forward");
         checkSender(row);
         readDates(row, a);
-        setAddressee(a, readAddressee(row));
+        const Addressee to = readAddressee(row);
+        claimAddressee(row, a.number, to);
+        setAddressee(a, to);
         readComment(row, a);
         a.fromOfficer = m_me;
         a.status = QStringLiteral("F");
@@ -266,7 +333,7 @@ private:
 
     void reply(const UpdateRow &row, AssignmentRecord &a)
     {
-        const auto type = typeOf(a.type);
+        const auto type = typeOf(a);
         if (type && type->systemGenerated)
             row.refuse(QStringLiteral("A system-generated assignment (type %1) cannot be "
                                       "replied to.")
@@ -274,9 +341,20 @@ private:
         if (a.status == u"C")
             row.refuse(QStringLiteral("Assignment %1 is closed; reopen it before replying.")
                            .arg(a.number));
+        requireAddressee(row, a, "reply to");
+        // A reply swaps the two officers: exactly the addressee back to exactly the sender.
         const qint64 from = row.requiredId("OFCR_FRM_ID");
         const qint64 to = row.requiredId("OFCR_TO_ID");
-        checkOfficer(row, from, "OFCR_FRM_ID");
+        if (from != m_me)
+            row.refuse(QStringLiteral("OFCR_FRM_ID %1 is not the addressee of assignment %2: a "
+                                      "reply comes from the officer it was sent to.")
+                           .arg(from)
+                           .arg(a.number));
+        if (a.fromOfficer != to)
+            row.refuse(QStringLiteral("OFCR_TO_ID %1 is not the sender of assignment %2: a reply "
+                                      "goes back to the officer who sent it.")
+                           .arg(to)
+                           .arg(a.number));
         checkOfficer(row, to, "OFCR_TO_ID");
         a.fromOfficer = from;
         a.toOfficer = to;
@@ -286,8 +364,9 @@ private:
         write(a, "REPLY");
     }
 
-    // Further officers of a forward get their own assignment, tied to the original and
-    // carrying its type, subject and reference document whatever the row repeats of them.
+    // Further officers of a forward get their own assignment, carrying the original's type,
+    // subject and reference document. It is tied to the first assignment of its line, so a
+    // refund request's refund stays with every copy; that assignment's history lists it.
     void addForwardCopy(const UpdateRow &row)
     {
         const AssignmentRecord original = existing(row);
@@ -297,9 +376,15 @@ private:
                            .arg(original.number));
         checkSender(row);
         row.optional("ASGNMT_SBJCT_TXT", kSubjectMax);
+        checkRepeated(row, original, "ASGNMT_SBJCT_TXT", original.subject);
+        checkRepeated(row, original, "ASGNMT_TYP_CD", original.type);
+        checkRepeated(row, original, "FORM_NBR", original.formNumber);
+        checkRepeated(row, original, "FORM_TYP_CD", original.formType);
         AssignmentRecord copy = original;
         readDates(row, copy);
-        setAddressee(copy, readAddressee(row));
+        const Addressee to = readAddressee(row);
+        claimAddressee(row, original.number, to);
+        setAddressee(copy, to);
         copy.comment = QString();
         copy.notify = QString();
         readComment(row, copy);
@@ -318,6 +403,8 @@ private:
     Database &m_db;
     qint64 m_me;
     QSet<qint64> m_forwarded;
+    QHash<qint64, QSet<QString>> m_forwardedTo;
+    std::optional<bool> m_closer;
 };
 
 } // namespace

@@ -1,5 +1,6 @@
 // Kind 62: the assignment list of one officer, and the history of one assignment.
 #include "listquery.h"
+#include "assignmentstore.h"
 #include "database.h"
 #include "handlers.h"
 #include "lookups.h"
@@ -65,14 +66,20 @@ constexpr Column kHistoryColumns[] = {
     {"TRP_DIST_ID", FieldType::Text},      {"UPDT_BY_ID", FieldType::Integer},
 };
 
+// An assignment's own steps, and the first step of each copy tied to it: a forward to several
+// officers shows in the history it came from as well as in each copy's.
 constexpr char kHistorySelect[] = R"sql(
 SELECT ASGNMT_SBJCT_TXT, OFCR_CRTR_ID, ASGNMT_NBR, OFCR_FRM_ID, OFCR_TO_ID, ASGNMT_TYP_CD,
        FORM_NBR, FORM_TYP_CD, ASGNMT_STTS_CD, AGNCY_CD, STATION_ID, LST_UPDT_TS, ACTION,
        ASGNMT_DT, EFCTV_DT, DUE_DT, EXPRTN_DT, CLSE_DT, ASGNMT_CMMT_TXT, TRP_ID, TRP_DIST_ID,
        UPDT_BY_ID
-FROM ASGNMT_HIST WHERE ASGNMT_NBR = ?
+FROM ASGNMT_HIST
+WHERE ASGNMT_NBR = ?
+   OR HIST_ID IN (SELECT MIN(H.HIST_ID) FROM ASGNMT_HIST H
+                  JOIN ASGNMT C ON C.ASGNMT_NBR = H.ASGNMT_NBR
+                  WHERE C.ORIG_ASGNMT_NBR = ?
+                  GROUP BY H.ASGNMT_NBR)
 ORDER BY LST_UPDT_TS DESC, HIST_ID DESC)sql";
-constexpr char kAssignmentExists[] = R"sql(SELECT 1 FROM ASGNMT WHERE ASGNMT_NBR = ?)sql";
 
 QDate keyDate(const BrokerRequest &request, const char *key)
 {
@@ -105,9 +112,16 @@ BrokerReply history(HandlerContext &ctx, const BrokerRequest &request)
     if (!ok)
         throw RequestError(
             QStringLiteral("ASGNMT_NBR \"%1\" is not a valid assignment number.").arg(t));
-    if (ctx.db.scalar(QLatin1String(kAssignmentExists), {number}).isNull())
+    const auto assignment = loadAssignment(ctx.db, number);
+    if (!assignment)
         throw RequestError(QStringLiteral("Assignment %1 is not known.").arg(number));
-    QSqlQuery &q = ctx.db.run(QLatin1String(kHistorySelect), {number});
+    const qint64 me = ctx.session.officerId;
+    if (!isParty(*assignment, me) && !hasRight(ctx.db, me, QLatin1String(kGroupClosers), 'G'))
+        throw RequestError(QStringLiteral("Only the sender, the addressee or the creator of "
+                                          "assignment %1, or a member of %2, can see its history.")
+                               .arg(number)
+                               .arg(QLatin1String(kGroupClosers)));
+    QSqlQuery &q = ctx.db.run(QLatin1String(kHistorySelect), {number, number});
     BrokerReply reply = BrokerReply::success(request);
     reply.recordSets.insert(QStringLiteral("ASSIGNMENT"),
                             readRecordSet(q, QStringLiteral("ASSIGNMENT"), kHistoryColumns));
