@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build ccache pkg-config
     qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql libgl-dev
+    libhunspell-dev hunspell-en-us poppler-utils
     xvfb xauth
 )
 if [[ "${KORVA_WITH_POSTGRES:-}" == 1 ]]; then

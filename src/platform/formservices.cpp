@@ -2,6 +2,11 @@
 
 #include "broker.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QtDebug>
+
 namespace korva {
 
 void BrokerFormServices::setTemplates(const RecordSetPtr &templates)
@@ -41,9 +46,65 @@ QString BrokerFormServices::RequestNumber(const QString &kind, const QString &se
     return message.send(request);
 }
 
+namespace {
+
+// Paths in the table may be written with either separator; Qt takes '/' on every desk.
+QString normalised(const QString &path)
+{
+    return QDir::fromNativeSeparators(QString(path).replace(u'\\', u'/'));
+}
+
+bool isAbsolutePath(const QString &path)
+{
+    // "C:/..." and "//server/share/..." are absolute wherever the table was written.
+    return QDir::isAbsolutePath(path) || path.startsWith(QLatin1String("//")) ||
+           (path.size() > 2 && path.at(0).isLetter() && path.at(1) == u':' && path.at(2) == u'/');
+}
+
+} // namespace
+
 QString BrokerFormServices::TemplatePath(int templateNumber) const
 {
-    return m_templates.value(templateNumber);
+    const QString path = normalised(m_templates.value(templateNumber).trimmed());
+    if (path.isEmpty() || isAbsolutePath(path) || m_dataFolder.isEmpty())
+        return path;
+    return QDir::cleanPath(QDir(m_dataFolder).filePath(path));
+}
+
+QString BrokerFormServices::defaultTemplate(int templateNumber)
+{
+    const QString resource =
+        QStringLiteral(":/korva/templates/template-%1.html").arg(templateNumber);
+    return QFileInfo::exists(resource) ? resource : QString();
+}
+
+QStringList BrokerFormServices::installDefaultTemplates() const
+{
+    QStringList written;
+    if (m_dataFolder.isEmpty())
+        return written;
+    for (auto it = m_templates.cbegin(); it != m_templates.cend(); ++it) {
+        const QString relative = normalised(it.value().trimmed());
+        const QString shipped = defaultTemplate(it.key());
+        if (relative.isEmpty() || isAbsolutePath(relative) || shipped.isEmpty())
+            continue;
+        const QString target = TemplatePath(it.key());
+        if (QFileInfo::exists(target))
+            continue;
+        QDir().mkpath(QFileInfo(target).absolutePath());
+        QFile source(shipped);
+        QFile out(target);
+        if (!source.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly) ||
+            out.write(source.readAll()) < 0) {
+            // The print then names the missing file, which says more than a warning here.
+            qWarning("The default print template %d could not be installed as %s: %s", it.key(),
+                     qPrintable(target), qPrintable(out.errorString()));
+            out.remove();
+            continue;
+        }
+        written.append(target);
+    }
+    return written;
 }
 
 } // namespace korva

@@ -7,6 +7,9 @@
 #include "platform/formservices.h"
 #include "platform/referencedata.h"
 #include "platform/session.h"
+#include "platform/spellcheck.h"
+#include "platform/templateprint.h"
+#include "platform/templateprintoutput.h"
 #include "server/demodata.h"
 #include "server/server.h"
 #include "server/servererror.h"
@@ -15,6 +18,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
+#include <QStandardPaths>
 
 namespace korva {
 
@@ -78,6 +82,13 @@ bool ShellSession::fail(const QString &text)
     return false;
 }
 
+QString ShellSession::dataFolder() const
+{
+    return m_dataFolder.isEmpty()
+               ? QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)
+               : m_dataFolder;
+}
+
 QString ShellSession::databaseText() const
 {
     try {
@@ -95,7 +106,8 @@ bool ShellSession::prepareDatabase()
     } catch (const server::RequestError &e) {
         return fail(e.text());
     }
-    const bool missing = target.dialect == server::Dialect::Sqlite && !QFileInfo::exists(target.path);
+    const bool missing =
+        target.dialect == server::Dialect::Sqlite && !QFileInfo::exists(target.path);
     if (!missing && !m_options.rebuildDemo)
         return true;
     if (missing)
@@ -172,6 +184,11 @@ bool ShellSession::signOn()
     m_codes = std::make_unique<BrokerCodeList>(broker, user);
     m_forms = std::make_unique<BrokerFormServices>(user);
     m_forms->setTemplates(reply.recordSet(QStringLiteral("TEMPLATE")));
+    m_forms->setDataFolder(dataFolder());
+    m_forms->installDefaultTemplates();
+    m_spelling = std::make_unique<HunspellSpellChecking>();
+    m_printing = std::make_unique<QtTemplatePrinting>(std::make_shared<InteractivePrintOutput>(
+        std::make_shared<DialogPrintPrompts>(applicationTitle())));
 
     installServices();
     m_signedOn = true;
@@ -199,6 +216,8 @@ void ShellSession::installServices()
     m_platform.host = &m_host;
     m_platform.shell = &m_host;
     m_platform.forms = m_forms.get();
+    m_platform.spelling = m_spelling.get();
+    m_platform.printing = m_printing.get();
     m_previous = &Platform::current();
     Platform::install(&m_platform);
 }

@@ -14,6 +14,8 @@ namespace korva {
 class AsyncBroker;
 class BrokerCodeList;
 class BrokerFormServices;
+class HunspellSpellChecking;
+class QtTemplatePrinting;
 class ReferenceData;
 class SessionUser;
 class ShellWindow;
@@ -35,6 +37,9 @@ public:
     // the progress of a demo database being made goes.
     void setMessageBoxes(MessageBoxes *boxes);
     void setDemoProgress(Progress progress) { m_progress = std::move(progress); }
+    // The folder of the desk's own files (print templates); the user's data folder unless set.
+    void setDataFolder(const QString &folder) { m_dataFolder = folder; }
+    QString dataFolder() const;
 
     // Makes the demo database when the SQLite file does not exist yet, or when asked to.
     bool prepareDatabase();
@@ -88,6 +93,9 @@ private:
     std::unique_ptr<ReferenceData> m_reference;
     std::unique_ptr<BrokerCodeList> m_codes;
     std::unique_ptr<BrokerFormServices> m_forms;
+    std::unique_ptr<HunspellSpellChecking> m_spelling;
+    std::unique_ptr<QtTemplatePrinting> m_printing;
+    QString m_dataFolder;
 
     Platform m_platform;
     Platform *m_previous = nullptr;
