@@ -1,0 +1,220 @@
+// The customer picker over the test kit's broker: what it asks, which answer it shows, and
+// how a customer is chosen.
+#include "platform/controls/custselect.h"
+#include "test_main.h"
+#include "testkit.h"
+
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+using namespace korva;
+
+namespace {
+
+RecordSetPtr customers(const QList<QList<QVariant>> &rows)
+{
+    return testkit::makeRecordSet(QStringLiteral("CUSTOMER"),
+                                  {{QStringLiteral("CUST_ID"), FieldType::Text},
+                                   {QStringLiteral("CUST_NM"), FieldType::Text},
+                                   {QStringLiteral("HAS_ALRT"), FieldType::Text}},
+                                  rows);
+}
+
+struct Picker {
+    Picker()
+    {
+        auto *layout = new QVBoxLayout(&dialog);
+        select = new KORVA_CustSelect(&dialog);
+        layout->addWidget(select);
+        select->setDebounce(20);
+        text = select->findChild<QLineEdit *>(QStringLiteral("txtCustomer"));
+        found = select->findChild<QTreeWidget *>(QStringLiteral("lstCustomers"));
+        busy = select->findChild<QLabel *>(QStringLiteral("lblBusy"));
+        dialog.show();
+        text->setFocus();
+    }
+    void type(const QString &t) { QTest::keyClicks(text, t); }
+    // Waits for the request a pause in typing sends.
+    bool waitSent(int count)
+    {
+        return QTest::qWaitFor([&] { return sent().size() >= count; });
+    }
+    QList<testkit::FakeBroker::Sent> &sent() { return tp.fakeBroker.sent; }
+    QStringList names() const
+    {
+        QStringList out;
+        for (int i = 0; i < found->topLevelItemCount(); ++i)
+            out.append(found->topLevelItem(i)->text(0));
+        return out;
+    }
+
+    testkit::TestPlatform tp;
+    QDialog dialog;
+    KORVA_CustSelect *select;
+    QLineEdit *text;
+    QTreeWidget *found;
+    QLabel *busy;
+};
+
+} // namespace
+
+class TestCustSelect : public QObject {
+    Q_OBJECT
+private slots:
+    void aPauseInTypingSendsOneSearch()
+    {
+        Picker p;
+        p.type(QStringLiteral("acm"));
+        QVERIFY(p.waitSent(1));
+        QTest::qWait(60);
+        QCOMPARE(p.sent().size(), 1); // the three keystrokes made one search
+        const BrokerRequest &r = p.sent().last().request;
+        QCOMPARE(r.kind(), 93);
+        QCOMPARE(r.messageId(), QStringLiteral("KORVA.CustSelect"));
+        QCOMPARE(r.keyValue(u"TEXT"), QStringLiteral("acm"));
+        QCOMPARE(r.keyValue(u"LIMIT"), QString::number(KORVA_CustSelect::kSearchLimit));
+        QCOMPARE(r.context(), p.tp.fakeUser.contextText());
+        QVERIFY(p.select->isBusy());
+        QVERIFY(p.busy->isVisible());
+
+        p.tp.fakeBroker.replyGood(
+            {customers({{QStringLiteral("400000001"), QStringLiteral("Acme Hardware LLC #0"),
+                         QStringLiteral("N")}})});
+        QVERIFY(!p.select->isBusy());
+        QVERIFY(!p.busy->isVisible());
+        QCOMPARE(p.names(), QStringList{QStringLiteral("Acme Hardware LLC #0")});
+        // Showing what was found chooses nothing.
+        QCOMPARE(p.select->CustomerID(), QString());
+    }
+
+    void onlyTheLatestAnswerIsShown()
+    {
+        Picker p;
+        p.type(QStringLiteral("s"));
+        QVERIFY(p.waitSent(1));
+        p.type(QStringLiteral("m"));
+        QVERIFY(p.waitSent(2));
+        QCOMPARE(p.sent().at(1).request.keyValue(u"TEXT"), QStringLiteral("sm"));
+
+        // The first answer, overtaken by the second question, is dropped and the search
+        // still counts as running.
+        p.tp.fakeBroker.replyGood(
+            {customers({{QStringLiteral("1"), QStringLiteral("SATO, ANN"), QStringLiteral("N")}})},
+            0);
+        QVERIFY(p.select->isBusy());
+        QCOMPARE(p.found->topLevelItemCount(), 0);
+
+        p.tp.fakeBroker.replyGood(
+            {customers(
+                {{QStringLiteral("2"), QStringLiteral("SMITH, LEE"), QStringLiteral("N")},
+                 {QStringLiteral("3"), QStringLiteral("SMYTHE, AIKO"), QStringLiteral("Y")}})},
+            1);
+        QVERIFY(!p.select->isBusy());
+        QCOMPARE(p.names(),
+                 (QStringList{QStringLiteral("SMITH, LEE"), QStringLiteral("SMYTHE, AIKO")}));
+
+        // A late first answer after the latest one changes nothing either.
+        p.tp.fakeBroker.replyGood(
+            {customers({{QStringLiteral("1"), QStringLiteral("SATO, ANN"), QStringLiteral("N")}})},
+            0);
+        QCOMPARE(p.found->topLevelItemCount(), 2);
+
+        // Emptying the text drops whatever still runs.
+        p.type(QStringLiteral("i"));
+        QVERIFY(p.waitSent(3));
+        QTest::keyClick(p.text, Qt::Key_Backspace);
+        QTest::keyClick(p.text, Qt::Key_Backspace);
+        QTest::keyClick(p.text, Qt::Key_Backspace);
+        QCOMPARE(p.text->text(), QString());
+        QVERIFY(!p.select->isBusy());
+        QCOMPARE(p.found->topLevelItemCount(), 0);
+        p.tp.fakeBroker.replyGood(
+            {customers({{QStringLiteral("2"), QStringLiteral("SMITH, LEE"), QStringLiteral("N")}})},
+            2);
+        QCOMPARE(p.found->topLevelItemCount(), 0);
+        QTest::qWait(60);
+        QCOMPARE(p.sent().size(), 3);
+    }
+
+    void aFailedSearchSaysSoAndStopsBeingBusy()
+    {
+        Picker p;
+        p.type(QStringLiteral("x"));
+        QVERIFY(p.waitSent(1));
+        p.tp.fakeBroker.timeoutThenBad(QStringLiteral("The message broker did not answer."));
+        QVERIFY(!p.select->isBusy());
+        QVERIFY(p.busy->isVisible());
+        QVERIFY(p.busy->text().contains(QStringLiteral("did not answer")));
+        QVERIFY(p.tp.boxes.shown.isEmpty()); // a picker never stops the user with a box
+    }
+
+    void aCustomerIsChosenByKeyboardOrMouse()
+    {
+        Picker p;
+        QSignalSpy changed(p.select, &KORVA_CustSelect::SelectionChanged);
+        QSignalSpy alerts(p.select, &KORVA_CustSelect::HasAlerts);
+        p.type(QStringLiteral("r"));
+        QVERIFY(p.waitSent(1));
+        p.tp.fakeBroker.replyGood({customers(
+            {{QStringLiteral("400000010"), QStringLiteral("RAMOS, ROSA"), QStringLiteral("N")},
+             {QStringLiteral("400000011"), QStringLiteral("RUSSO, OMAR"), QStringLiteral("Y")},
+             {QStringLiteral("400000012"), QStringLiteral("Riverside Bakery #12"),
+              QStringLiteral("N")}})});
+
+        // Down past the end stays on the last row; Up comes back; Enter chooses.
+        QTest::keyClick(p.text, Qt::Key_Down);
+        QTest::keyClick(p.text, Qt::Key_Down);
+        QTest::keyClick(p.text, Qt::Key_Down);
+        QTest::keyClick(p.text, Qt::Key_Up);
+        QTest::keyClick(p.text, Qt::Key_Return);
+        QCOMPARE(p.select->CustomerID(), QStringLiteral("400000011"));
+        QCOMPARE(p.select->CustomerName(), QStringLiteral("RUSSO, OMAR"));
+        QCOMPARE(p.text->text(), QStringLiteral("RUSSO, OMAR"));
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(alerts.size(), 1);
+        QCOMPARE(alerts.last().at(0).toBool(), true);
+        QVERIFY(p.select->findChild<QLabel *>(QStringLiteral("lblAlerts"))->isVisible());
+        // Enter was the picker's: the dialog around it is still open.
+        QVERIFY(p.dialog.isVisible());
+        QCOMPARE(p.dialog.result(), 0);
+
+        // The same customer again is no change.
+        QTest::keyClick(p.text, Qt::Key_Return);
+        QCOMPARE(changed.size(), 1);
+
+        QTreeWidgetItem *first = p.found->topLevelItem(0);
+        QTest::mouseClick(p.found->viewport(), Qt::LeftButton, {},
+                          p.found->visualItemRect(first).center());
+        QCOMPARE(p.select->CustomerID(), QStringLiteral("400000010"));
+        QCOMPARE(changed.size(), 2);
+        QCOMPARE(alerts.last().at(0).toBool(), false);
+        QVERIFY(!p.select->findChild<QLabel *>(QStringLiteral("lblAlerts"))->isVisible());
+
+        // Typing again searches again but keeps the chosen customer until another is chosen.
+        p.type(QStringLiteral("x"));
+        QVERIFY(p.waitSent(2));
+        QCOMPARE(p.select->CustomerID(), QStringLiteral("400000010"));
+    }
+
+    void enterBeforeThePauseSearchesAtOnce()
+    {
+        Picker p;
+        p.select->setDebounce(10000);
+        p.type(QStringLiteral("400"));
+        QCOMPARE(p.sent().size(), 0);
+        QTest::keyClick(p.text, Qt::Key_Enter);
+        QCOMPARE(p.sent().size(), 1);
+        QCOMPARE(p.sent().last().request.keyValue(u"TEXT"), QStringLiteral("400"));
+        // Nothing chosen while the answer is awaited.
+        QTest::keyClick(p.text, Qt::Key_Enter);
+        QCOMPARE(p.sent().size(), 1);
+        QCOMPARE(p.select->CustomerID(), QString());
+    }
+};
+
+KORVA_TEST_MAIN(TestCustSelect)
+#include "tst_custselect.moc"
