@@ -111,7 +111,7 @@ private:
     QString comment(int index) const;
     void status(const QString &text) const;
 
-    QString m_status;
+    QString m_status = QStringLiteral("0"); // a new refund is being prepared
     QString m_customerId;
     QString m_refundNumber;
     QString m_pendingMessageId;
