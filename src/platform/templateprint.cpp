@@ -20,6 +20,31 @@ const QRegularExpression &placeholderPattern()
     return pattern;
 }
 
+// Placeholders inside <!-- --> are left alone, so an administrator can comment out a part of
+// a template, or write about placeholders in it, without the print data having to match.
+QList<QRegularExpressionMatch> placeholders(const QString &templateText)
+{
+    QList<QRegularExpressionMatch> found;
+    auto it = placeholderPattern().globalMatch(templateText);
+    qsizetype commentEnd = -1;
+    while (it.hasNext()) {
+        QRegularExpressionMatch m = it.next();
+        const qsizetype at = m.capturedStart();
+        if (at < commentEnd)
+            continue;
+        const qsizetype open = templateText.lastIndexOf(QLatin1String("<!--"), at);
+        if (open >= 0) {
+            const qsizetype close = templateText.indexOf(QLatin1String("-->"), open + 4);
+            if (close < 0 || close > at) {
+                commentEnd = close < 0 ? templateText.size() : close;
+                continue;
+            }
+        }
+        found.append(std::move(m));
+    }
+    return found;
+}
+
 [[noreturn]] void refuse(const QString &text)
 {
     raiseError(kComponentError, text);
@@ -92,9 +117,8 @@ QString readTemplateFile(const QString &path)
 QStringList templatePlaceholders(const QString &templateText)
 {
     QStringList names;
-    auto it = placeholderPattern().globalMatch(templateText);
-    while (it.hasNext()) {
-        const QString name = it.next().captured(1);
+    for (const QRegularExpressionMatch &m : placeholders(templateText)) {
+        const QString name = m.captured(1);
         if (!names.contains(name))
             names.append(name);
     }
@@ -121,9 +145,7 @@ QString mergeTemplate(const QString &templateText, const PrintData &data,
     QString merged;
     merged.reserve(templateText.size() + 1024);
     qsizetype from = 0;
-    auto it = placeholderPattern().globalMatch(templateText);
-    while (it.hasNext()) {
-        const QRegularExpressionMatch m = it.next();
+    for (const QRegularExpressionMatch &m : placeholders(templateText)) {
         merged += QStringView(templateText).mid(from, m.capturedStart() - from);
         merged += escapeValue(data.value(m.captured(1)));
         from = m.capturedEnd();
