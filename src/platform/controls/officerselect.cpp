@@ -9,7 +9,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
-#include <QRegularExpression>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -18,15 +17,27 @@ namespace korva {
 
 namespace {
 
-const QRegularExpression &wordBreaks()
+bool isWordBreak(QChar c)
 {
-    static const QRegularExpression breaks(QStringLiteral("[\\s,.\\-]+"));
-    return breaks;
+    return c.isSpace() || c == u',' || c == u'.' || c == u'-';
 }
 
+// Upper-case words between blanks, commas, periods and dashes.
 QStringList upperWords(const QString &text)
 {
-    return text.toUpper().split(wordBreaks(), Qt::SkipEmptyParts);
+    QStringList words;
+    const QString upper = text.toUpper();
+    qsizetype start = -1;
+    for (qsizetype i = 0; i <= upper.size(); ++i) {
+        const bool brk = i == upper.size() || isWordBreak(upper.at(i));
+        if (!brk && start < 0)
+            start = i;
+        else if (brk && start >= 0) {
+            words.append(upper.mid(start, i - start));
+            start = -1;
+        }
+    }
+    return words;
 }
 
 bool activeOn(const OfficerInfo &o, const QDate &day)
@@ -35,14 +46,15 @@ bool activeOn(const OfficerInfo &o, const QDate &day)
            (!o.activeTo.isValid() || o.activeTo >= day);
 }
 
-// Until a screen hands over its name rule: "LAST, FIRST M", as the lookups write names.
+// Until a screen hands over its name rule: "LAST, FIRST M" or "LAST, M".
 QString plainName(QString last, QString first, QString middle, QString)
 {
     QString name = last.trimmed();
     if (!first.trimmed().isEmpty())
         name += QStringLiteral(", ") + first.trimmed();
     if (!middle.trimmed().isEmpty())
-        name += u' ' + middle.trimmed();
+        name += (first.trimmed().isEmpty() ? QStringLiteral(", ") : QStringLiteral(" ")) +
+                middle.trimmed();
     return name.toUpper();
 }
 
@@ -273,6 +285,14 @@ int KORVA_OfficerSelect::shownCount() const
 QString KORVA_OfficerSelect::searchText() const
 {
     return m_text->text();
+}
+
+void KORVA_OfficerSelect::showEvent(QShowEvent *event)
+{
+    // Built before the first keystroke, and the list is never blank when the picker opens.
+    if (!m_index)
+        search(m_text->text());
+    QWidget::showEvent(event);
 }
 
 void KORVA_OfficerSelect::ensureIndex()
