@@ -87,14 +87,16 @@ bool KORVA_AssignMaint::SaveData()
 
 void KORVA_AssignMaint::SaveNewAssignment()
 {
-    // No handler of its own would hide a failed send from SaveData; the error is reported
-    // here and the save then refused.
+    // A failure is reported here and then refuses the save: SaveData answers False, so
+    // CloseDocument never waits for the reply to an update that was not sent.
     const bool ok = guard(u"KORVA_AssignMaint.SaveNewAssignment", [&] {
         if (!mZelbMessage)
             raiseError(kComponentError, QStringLiteral("The document has been unloaded."));
         RecordSetPtr rows = entry->buildAssignmentRows();
-        mZelbMessage->send(composeUpdate(MessageID, RequestKind::AssignmentUpdate,
-                                         QStringLiteral("ASSIGNMENT"), rows));
+        const BrokerRequest request = composeUpdate(MessageID, RequestKind::AssignmentUpdate,
+                                                    QStringLiteral("ASSIGNMENT"), rows);
+        m_readBack = request.readBack();
+        mZelbMessage->send(request);
     });
     if (!ok)
         raiseQuiet();
@@ -104,33 +106,21 @@ bool KORVA_AssignMaint::CloseDocument()
 {
     bool result = false;
     guard(u"KORVA_AssignMaint.CloseDocument", [&] {
-        if (!DataChanged()) {
-            result = true;
-        } else {
-            tabTab->setCurrentIndex(1);
-            const int answer = askYesNoCancel(kSaveQuestion);
-            if (answer == MsgAnswer::Yes) {
-                m_flags.ReplyReceived = false;
-                m_flags.QueryFailed = false;
-                if (!SaveData())
-                    raiseQuiet();
-                // The reply arrives as an event on this thread; the broker's time-out
-                // ends the wait through a bad reply, so the loop needs no bound of its own.
-                while (!m_flags.ReplyReceived) {
-                    QCoreApplication::processEvents();
-                    QThread::msleep(500);
-                    QCoreApplication::processEvents();
-                }
-                result = !m_flags.QueryFailed;
-            } else if (answer == MsgAnswer::No) {
-                result = true;
-            } else {
-                raiseQuiet();
+        bool closes = true;
+        if (askToSave()) {
+            // The reply arrives as an event on this thread; the broker's time-out
+            // ends the wait through a bad reply, so the loop needs no bound of its own.
+            while (!m_flags.ReplyReceived) {
+                QCoreApplication::processEvents();
+                QThread::msleep(500);
+                QCoreApplication::processEvents();
             }
+            closes = !m_flags.QueryFailed;
         }
         ConfigureToolbar(true);
         if (platform().shell)
             platform().shell->leave(true);
+        result = closes;
     });
     return result;
 }
@@ -161,15 +151,7 @@ void KORVA_AssignMaint::FileNew()
 {
     guard(u"KORVA_AssignMaint.FileNew", [&] {
         tabTab->setCurrentIndex(1);
-        if (DataChanged()) {
-            const int answer = askYesNoCancel(kSaveQuestion);
-            if (answer == MsgAnswer::Yes) {
-                if (!SaveData())
-                    raiseQuiet();
-            } else if (answer != MsgAnswer::No) {
-                raiseQuiet();
-            }
-        }
+        askToSave();
         entry->ClearNewAssignment();
         status(QLatin1String(StatusTexts::Ready));
     });
@@ -178,20 +160,29 @@ void KORVA_AssignMaint::FileNew()
 void KORVA_AssignMaint::SaveAssignment()
 {
     guard(
-        u"KORVA_AssignMaint.SaveAssignment",
-        [&] {
-            if (!DataChanged())
-                return;
-            tabTab->setCurrentIndex(1);
-            const int answer = askYesNoCancel(kSaveQuestion);
-            if (answer == MsgAnswer::Yes) {
-                if (!SaveData())
-                    raiseQuiet();
-            } else if (answer != MsgAnswer::No) {
-                raiseQuiet();
-            }
-        },
-        Quiet::Propagate);
+        u"KORVA_AssignMaint.SaveAssignment", [&] { askToSave(); }, Quiet::Propagate);
+}
+
+// The question of SaveAssignment, which the unload and new-document paths ask as well; they
+// run it inside their own procedures so that a failure in it is theirs to report and stops
+// them. A Cancel, or a save that is refused, leaves by the quiet error.
+bool KORVA_AssignMaint::askToSave()
+{
+    if (!DataChanged())
+        return false;
+    tabTab->setCurrentIndex(1);
+    const int answer = askYesNoCancel(kSaveQuestion);
+    if (answer == MsgAnswer::No)
+        return false;
+    if (answer != MsgAnswer::Yes)
+        raiseQuiet();
+    // Read only by CloseDocument's wait; reset after the answer, since a reply may arrive
+    // while the question is open, so that the wait sees this save's reply alone.
+    m_flags.ReplyReceived = false;
+    m_flags.QueryFailed = false;
+    if (!SaveData())
+        raiseQuiet();
+    return true;
 }
 
 void KORVA_AssignMaint::BeforeUnload_BackupForPersist()

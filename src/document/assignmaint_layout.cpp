@@ -178,7 +178,7 @@ QWidget *KORVA_AssignMaint::buildListTab()
     commands->addStretch(1);
     chkBox[2] = new QCheckBox(QStringLiteral("Can close any assignment"), page);
     chkBox[2]->setObjectName(indexed("chkBox", 2));
-    // An indicator only: the user reads it, never sets it.
+    // It tells by being enabled; nothing ticks it, neither the user nor the start-up rights.
     chkBox[2]->setAttribute(Qt::WA_TransparentForMouseEvents);
     chkBox[2]->setFocusPolicy(Qt::NoFocus);
     commands->addWidget(chkBox[2]);

@@ -64,13 +64,13 @@ void KORVA_AssignMaint::ApplyStartupRights()
 
     m_assignmentClosers = platform().user->inGroup(kClosersGroup);
     chkBox[2]->setEnabled(m_assignmentClosers);
-    chkBox[2]->setChecked(m_assignmentClosers);
 }
 
 void KORVA_AssignMaint::InitializeSettings()
 {
     guard(u"KORVA_AssignMaint.InitializeSettings", [&] {
         ApplyStartupRights();
+        entry->loadCodeLists();
 
         const QDate today = platform().clock->today();
         const QDate floor(1993, 1, 1);

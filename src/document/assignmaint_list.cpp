@@ -51,7 +51,9 @@ void KORVA_AssignMaint::LoadMyAssignments()
                         : QStringLiteral("Requesting for assignments due that you sent"));
         if (!mZelbMessage)
             raiseError(kComponentError, QStringLiteral("The document has been unloaded."));
-        mZelbMessage->send(composeQuery(MessageID, RequestKind::Query, keys));
+        const BrokerRequest request = composeQuery(MessageID, RequestKind::Query, keys);
+        m_readBack = request.readBack();
+        mZelbMessage->send(request);
     });
 }
 

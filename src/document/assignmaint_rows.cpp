@@ -83,10 +83,11 @@ void KORVA_AssignMaint::grdAssignment_Click()
         if (grdAssignment->currentRow() < 0)
             return;
         m_selectedNumber = grdAssignment->currentText(QStringLiteral("ASGNMT_NBR"));
-        QString type = grdAssignment->currentText(QStringLiteral("ASGNMT_TYP_CD")).trimmed();
+        // Both as the grid holds them: a padded status is not "O".
+        QString type = grdAssignment->currentText(QStringLiteral("ASGNMT_TYP_CD"));
         entry->FormatTypeCode(type);
         m_selectedType = type;
-        m_selectedStatus = grdAssignment->currentText(QStringLiteral("ASGNMT_STTS_CD")).trimmed();
+        m_selectedStatus = grdAssignment->currentText(QStringLiteral("ASGNMT_STTS_CD"));
         const QString creator = grdAssignment->currentText(QStringLiteral("OFCR_CRTR_ID"));
         m_selectedCreator = IsNumeric(creator) ? toInteger16(creator) : qint16(0);
         const QString history = grdAssignment->currentText(QStringLiteral("HIST_CNT"));

@@ -50,16 +50,22 @@ AssignmentEntryTab::AssignmentEntryTab(QWidget *parent)
     clearOfficers();
     optButton[7]->setChecked(true);
     UpdateAssignToInputs();
-    guard(u"KORVA_AssignMaint.LoadTypeCombo", [&] { LoadTypeCombo(); });
     guard(u"KORVA_AssignMaint.InitializeSettings", [&] {
         if (platform().user)
             m_officerId = toInteger16(double(platform().user->officerId()));
+    });
+    initialiseDates(today());
+    connectHandlers();
+}
+
+void AssignmentEntryTab::loadCodeLists()
+{
+    // Filling a combo raises no Change: no handler runs for it.
+    guard(u"KORVA_AssignMaint.GetAdditionalInfoTxt", [&] { LoadTypeCombo(); });
+    guard(u"KORVA_AssignMaint.UserDocument_Show", [&] {
         cboFTBox[1]->fillFromCodeTable(QStringLiteral("REFDOCTYP"));
         cboFTBox[2]->fillFromCodeTable(QStringLiteral("AGENCY"));
     });
-    initialiseDates(today());
-    // Connected last, so that filling the controls above raises no checks.
-    connectHandlers();
 }
 
 AssignmentEntryTab::~AssignmentEntryTab()
@@ -234,6 +240,8 @@ void AssignmentEntryTab::connectHandlers()
         txtBox[i]->installEventFilter(this);
     }
     connect(txtComment, &QPlainTextEdit::textChanged, this, [this] { txtBox_Change(3); });
+    txtComment->installEventFilter(this);
+    txtComment->viewport()->installEventFilter(this);
     for (int i = 2; i <= 4; ++i)
         connect(dtpFTDate[i], &KORVA_DTP::Change, this, [this, i] {
             CheckDates(i);

@@ -44,6 +44,9 @@ public:
     void CheckEdits();
     const QString &errorText() const { return m_errorText; }
     void ClearNewAssignment();
+    // Start-up: the type combo from the type table, the reference types and agencies from
+    // their code tables; read at the document's first show, not at construction.
+    void loadCodeLists();
     void initialiseDates(const QDate &today); // start-up: dates to today, today as lower bound
     void clearOfficers();                     // empty "OFFICER" list on adoOfficers
     // The "ASSIGNMENT" update rows of SaveNewAssignment (one per listed officer). A failure
@@ -52,8 +55,10 @@ public:
     // The type-code formatter and type lookup, shared with the forward command.
     void FormatTypeCode(QString &code);
     void GetAdditionalInfoTxt(const QString &code);
-    qint16 dueDayCount() const { return DueDayCount; }
-    qint16 expirationDayCount() const { return ExpirationDayCount; }
+    // The day counts of the type looked up last: the component-wide ones, which the forward
+    // dialog's date rules read as well.
+    qint16 dueDayCount() const;
+    qint16 expirationDayCount() const;
     bool creatorClosesOnly() const { return CreatorClosesOnly; }
     bool systemGenerated() const { return SystemGenerated; }
 
@@ -110,14 +115,11 @@ private:
     bool CheckTroopAndDistrict();
     bool officersListed() const;
 
-    bool m_clearing = false; // ClearNewAssignment is running: no per-edit checks
     bool m_mousePaste = false;
     bool m_keyPaste = false;
     QString m_textBeforePaste;
     QString m_officerTag; // txtBox(1)'s tag: the officer identifier that was accepted
     QString m_errorText;
-    qint16 DueDayCount = 0;
-    qint16 ExpirationDayCount = 0;
     bool CreatorClosesOnly = false;
     bool SystemGenerated = false;
     QString Troop;

@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QRadioButton>
+#include <QTextDocument>
 
 namespace korva {
 
@@ -37,9 +38,7 @@ void AssignmentEntryTab::CheckEdits()
         marks().ClearFieldError(txtBox[0]);
         marks().ClearFieldError(txtBox[1]);
         marks().ClearFieldError(txtBox[2]);
-        // The combos are marked below too; without this their mark would outlive the fault.
-        marks().ClearFieldError(cboFTBox[1]);
-        marks().ClearFieldError(cboFTBox[2]);
+        // A combo's mark is not cleared here: it stays until ClearNewAssignment. Deliberate.
         auto fail = [this](QWidget *control, QStringView message, bool lineBreak) {
             marks().MarkFieldError(control);
             m_errorText += message;
@@ -151,39 +150,32 @@ bool AssignmentEntryTab::isChanged() const
 
 void AssignmentEntryTab::ClearNewAssignment()
 {
-    // The per-edit checks stay quiet while the entry is emptied: run halfway they would mark
-    // the officer number of an entry that is merely empty.
-    m_clearing = true;
-    guard(
-        u"KORVA_AssignMaint.ClearNewAssignment",
-        [&] {
-            cboFTBox[0]->clearSelection();
-            marks().ClearFieldError(txtBox[0]);
-            txtBox[0]->clear();
-            marks().ClearFieldError(cboFTBox[1]);
-            cboFTBox[1]->clearSelection();
-            marks().ClearFieldError(txtBox[1]);
-            txtBox[1]->clear();
-            m_officerTag.clear();
-            optButton[7]->setChecked(true);
-            marks().ClearFieldError(cboFTBox[2]);
-            cboFTBox[2]->clearSelection();
-            marks().ClearFieldError(txtBox[2]);
-            txtBox[2]->clear();
-            dtpFTDate[2]->setValue(today());
-            dtpFTDate[3]->setValue(dtpFTDate[2]->date());
-            dtpFTDate[4]->setValue(dtpFTDate[2]->date());
+    // Each change below raises its handler as any change does, so the marks and the error text
+    // left afterwards are those the last CheckEdits finds in the emptied entry.
+    guard(u"KORVA_AssignMaint.ClearNewAssignment", [&] {
+        cboFTBox[0]->clearSelection();
+        marks().ClearFieldError(txtBox[0]);
+        txtBox[0]->clear();
+        marks().ClearFieldError(cboFTBox[1]);
+        cboFTBox[1]->clearSelection();
+        marks().ClearFieldError(txtBox[1]);
+        txtBox[1]->clear();
+        m_officerTag.clear();
+        optButton[7]->setChecked(true);
+        marks().ClearFieldError(cboFTBox[2]);
+        cboFTBox[2]->clearSelection();
+        marks().ClearFieldError(txtBox[2]);
+        txtBox[2]->clear();
+        dtpFTDate[2]->setValue(today());
+        dtpFTDate[3]->setValue(dtpFTDate[2]->date());
+        dtpFTDate[4]->setValue(dtpFTDate[2]->date());
+        // Emptying an empty box is no change; the plain-text box would still report one.
+        if (!txtComment->document()->isEmpty())
             txtComment->clear();
-            txtBox[4]->clear();
-            m_errorText.clear();
-            m_mousePaste = false;
-            m_keyPaste = false;
-        },
-        Quiet::Swallow, [this] { m_clearing = false; });
-    UpdateAssignToInputs();
-    setForwardButtonState();
-    if (platform().host)
-        platform().host->notifyHost(7, false);
+        // The subject is entry text like the comment: saved with it, emptied with it and
+        // compared by isChanged.
+        txtBox[4]->clear();
+    });
 }
 
 } // namespace korva

@@ -26,13 +26,13 @@ void AssignmentEntryTab::CheckDates(int index)
         const QDate expiration = dtpFTDate[4]->date();
         // The gap is a 16-bit count; a gap out of range is reported, not wrapped.
         auto gap = [this] {
-            return toInteger16(double(ExpirationDayCount) - DueDayCount);
+            return toInteger16(double(expirationDayCount()) - dueDayCount());
         };
         switch (index) {
         case 2:
             if (today() < effective)
                 dtpFTDate[2]->setValue(today());
-            dtpFTDate[3]->setValue(plusDays(effective, DueDayCount));
+            dtpFTDate[3]->setValue(plusDays(effective, dueDayCount()));
             dtpFTDate[4]->setValue(plusDays(due, gap()));
             break;
         case 3:

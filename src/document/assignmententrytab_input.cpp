@@ -5,6 +5,7 @@
 #include "platform/checkdigit.h"
 #include "platform/controls/codescombo.h"
 #include "platform/errors.h"
+#include "platform/keycodes.h"
 #include "platform/numbers.h"
 #include "platform/platform.h"
 
@@ -14,15 +15,11 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMouseEvent>
-
-#include <cmath>
+#include <QPlainTextEdit>
 
 namespace korva {
 
 namespace {
-
-constexpr int kKeyInsert = 45;
-constexpr int kShiftOnly = 1;
 
 void beep()
 {
@@ -36,13 +33,6 @@ bool leftTheControl(const QEvent *event)
 {
     const Qt::FocusReason reason = static_cast<const QFocusEvent *>(event)->reason();
     return reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason;
-}
-
-int shiftState(const QKeyEvent *key)
-{
-    const Qt::KeyboardModifiers m = key->modifiers();
-    return (m & Qt::ShiftModifier ? 1 : 0) | (m & Qt::ControlModifier ? 2 : 0) |
-           (m & Qt::AltModifier ? 4 : 0);
 }
 
 // The character a key press types, as its code; 0 for keys that type nothing. Shortcuts
@@ -66,6 +56,9 @@ int AssignmentEntryTab::textBoxIndex(const QObject *object) const
         if (txtBox[i] && txtBox[i] == object)
             return i;
     }
+    // The comment box takes its mouse through its viewport.
+    if (txtComment && (object == txtComment || object == txtComment->viewport()))
+        return 3;
     return -1;
 }
 
@@ -91,8 +84,8 @@ bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event)
             break;
         case QEvent::KeyPress: {
             auto *key = static_cast<QKeyEvent *>(event);
-            txtBox_KeyDown(box, key->key() == Qt::Key_Insert ? kKeyInsert : key->key(),
-                           shiftState(key));
+            const KeyStroke stroke = keyStroke(key);
+            txtBox_KeyDown(box, stroke.keyCode, stroke.shift);
             int code = typedCharacter(key);
             if (code == 0)
                 break;
@@ -113,6 +106,8 @@ bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event)
                 txtBox_LostFocus(box);
             break;
         case QEvent::ContextMenu:
+            if (box == 3)
+                break; // the comment is not guarded: its own menu serves
             showContextMenu(box, static_cast<QContextMenuEvent *>(event)->globalPos());
             return true;
         default:
@@ -156,7 +151,7 @@ void AssignmentEntryTab::txtBox_MouseUp(int)
 
 void AssignmentEntryTab::txtBox_KeyDown(int index, int keyCode, int shift)
 {
-    if (keyCode == kKeyInsert && shift == kShiftOnly) {
+    if (keyCode == KeyCode::Insert && shift == ShiftState::Shift) {
         m_keyPaste = true;
         m_textBeforePaste = boxText(index);
     }
@@ -197,8 +192,6 @@ bool AssignmentEntryTab::txtBox_KeyPress(int index, int &keyAscii)
 
 void AssignmentEntryTab::txtBox_Change(int index)
 {
-    if (m_clearing)
-        return;
     guard(u"KORVA_AssignMaint.txtBox_Change", [&] {
         if (index != 3 && (m_mousePaste || m_keyPaste)) {
             const QString pasted = boxText(index);
@@ -230,10 +223,11 @@ void AssignmentEntryTab::txtBox_LostFocus(int index)
             if (!number.isEmpty() && !number.contains(u'-') && number.size() <= 7 &&
                 IsNumeric(number)) {
                 const QString padded = number.rightJustified(7, u'0');
-                const QString digits =
-                    QString::number(std::llround(numericValue(padded))).rightJustified(7, u'0');
-                const int check = CitationCheckDigit(digits);
-                txtBox[0]->setText(digits + u'-' + QString::number(check));
+                // A numeric text that is not all digits ("4.2", "+42") has no check digit: the
+                // lookup refuses it and the box keeps what was typed.
+                const int check = CitationCheckDigit(padded);
+                // Seven digits already, so the "0000000" form of the number is the text itself.
+                txtBox[0]->setText(padded + u'-' + QString::number(check));
             }
         } else if (index == 1) {
             platform().marks->ClearFieldError(txtBox[1]);

@@ -1,6 +1,7 @@
 // The assignment-type lookup and the combo handlers that depend on it.
 #include "assignmententrytab.h"
 
+#include "common/modassignmaint.h"
 #include "platform/controls/codescombo.h"
 #include "platform/controls/dtp.h"
 #include "platform/errors.h"
@@ -60,6 +61,16 @@ RecordSetPtr AssignmentEntryTab::assignmentTypes()
     return m_types;
 }
 
+qint16 AssignmentEntryTab::dueDayCount() const
+{
+    return modAssignMaint::componentDayCounts().DueDayCount;
+}
+
+qint16 AssignmentEntryTab::expirationDayCount() const
+{
+    return modAssignMaint::componentDayCounts().ExpirationDayCount;
+}
+
 void AssignmentEntryTab::LoadTypeCombo()
 {
     cboFTBox[0]->fillFromRecordSet(*assignmentTypes(), QStringLiteral("ASGNMT_CD"),
@@ -81,15 +92,16 @@ void AssignmentEntryTab::GetAdditionalInfoTxt(const QString &code)
 {
     guard(u"KORVA_AssignMaint.GetAdditionalInfoTxt", [&] {
         const RecordSetPtr types = assignmentTypes();
-        DueDayCount = 0;
-        ExpirationDayCount = 0;
+        modAssignMaint::TypeDayCounts &counts = modAssignMaint::componentDayCounts();
+        counts.DueDayCount = 0;
+        counts.ExpirationDayCount = 0;
         CreatorClosesOnly = false;
         const RecordSetPtr type = types->clone();
         type->setFilter(QStringLiteral("ASGNMT_CD='") + code + QLatin1Char('\''));
         if (type->count() > 0) {
             type->moveFirst();
-            readDayCount(*type, u"DUE_DY_CNT", DueDayCount);
-            readDayCount(*type, u"EXPRTN_DY_CNT", ExpirationDayCount);
+            readDayCount(*type, u"DUE_DY_CNT", counts.DueDayCount);
+            readDayCount(*type, u"EXPRTN_DY_CNT", counts.ExpirationDayCount);
             const QString closes = type->text(u"CRTR_CLS_IND").trimmed();
             if (closes == u"Y")
                 CreatorClosesOnly = true;
@@ -104,8 +116,6 @@ void AssignmentEntryTab::GetAdditionalInfoTxt(const QString &code)
 
 void AssignmentEntryTab::cboFTBox_Change(int index)
 {
-    if (m_clearing)
-        return;
     guard(u"KORVA_AssignMaint.cboFTBox_Change", [&] {
         if (index == 0) {
             if (!cboFTBox[0]->id().trimmed().isEmpty()) {
@@ -114,8 +124,8 @@ void AssignmentEntryTab::cboFTBox_Change(int index)
             }
             dtpFTDate[2]->setValue(today());
             const QDate effective = dtpFTDate[2]->date();
-            dtpFTDate[3]->setValue(effective.addDays(DueDayCount));
-            dtpFTDate[4]->setValue(effective.addDays(ExpirationDayCount));
+            dtpFTDate[3]->setValue(effective.addDays(dueDayCount()));
+            dtpFTDate[4]->setValue(effective.addDays(expirationDayCount()));
         } else if (index == 1) {
             setForwardButtonState();
         }

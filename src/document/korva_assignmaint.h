@@ -70,6 +70,7 @@ private:
     void SetTabOrder();
     void ConfigureToolbar(bool flag);
     void SaveNewAssignment();
+    bool askToSave(); // true when the answer was Yes and the save was sent
     void EnableCmdButtons(bool enable);
     void cmdButton_Click(int index);
 

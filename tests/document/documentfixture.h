@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/modassignmaint.h"
 #include "document/assignmententrytab.h"
 #include "document/korva_assignmaint.h"
 #include "platform/controls/codescombo.h"
@@ -140,7 +141,11 @@ inline void fillEntry(KORVA_AssignMaint &doc, const QString &steps)
 // A platform of test doubles and one document on it.
 class Fixture {
 public:
-    Fixture() { tp.codeList.handler = codeList; }
+    Fixture()
+    {
+        tp.codeList.handler = codeList;
+        modAssignMaint::componentDayCounts() = {}; // shared by the component, so by the tests
+    }
 
     // Created on demand, so a test can change the user or the services first.
     KORVA_AssignMaint &doc()

@@ -47,13 +47,17 @@ private slots:
         if (v[1] == u"0")
             f.tp.fakeUser.groups.clear();
         KORVA_AssignMaint &doc = f.doc();
-        QCOMPARE(f.sentCount(), 0); // nothing happens before the shell shows it
+        // Nothing happens before the shell shows it, not even a read of the code lists.
+        QCOMPARE(f.sentCount(), 0);
+        QCOMPARE(f.tp.codeList.queries.size(), 0);
         doc.show();
         doc.hide();
         doc.show();
         QCOMPARE(f.sentCount(), 1); // the list is offered to everyone, once
         QCOMPARE(doc.tabTab->isTabEnabled(1), v[0] == u"1");
         QCOMPARE(f.find<QCheckBox>(QStringLiteral("chkBox(2)"))->isEnabled(), v[1] == u"1");
+        QVERIFY(!f.find<QCheckBox>(QStringLiteral("chkBox(2)"))->isChecked());
+        QCOMPARE(f.tp.codeList.queries.size(), 3); // the types, the reference types, agencies
 
         QVERIFY(!f.date(0)->hasValue());
         QCOMPARE(f.date(1)->date(), f.today());
@@ -73,6 +77,42 @@ private slots:
                      QStringLiteral("UNBOLDUNBOLD"));
         QCOMPARE(f.reports(), QString());
         QVERIFY(!f.tp.mouse.busy);
+        QVERIFY(f.combo(0)->selectCode(QStringLiteral("001")));
+        QVERIFY(f.combo(2)->selectCode(QStringLiteral("SP")));
+    }
+
+    // The code lists fail at the first show: reported under the procedures that read them,
+    // and the list is asked for all the same.
+    void codeListsThatCannotBeReadAreReported()
+    {
+        Fixture f;
+        f.tp.codeList.handler = [](const QString &) {
+            return RecordSetPtr();
+        };
+        f.shown();
+        QStringList sources;
+        for (const auto &r : f.tp.reporter.reports)
+            sources.append(r.source);
+        QCOMPARE(sources, (QStringList{QStringLiteral("KORVA_AssignMaint.GetAdditionalInfoTxt"),
+                                       QStringLiteral("KORVA_AssignMaint.UserDocument_Show")}));
+        QCOMPARE(f.sentCount(), 1);
+    }
+
+    // A save that fails before anything is sent is not waited for.
+    void closeDocumentWithASaveThatCannotBeSent()
+    {
+        Fixture f;
+        f.shown();
+        f.enterValidAssignment();
+        f.doc().BeforeUnload(); // the message object is gone
+        f.tp.boxes.answer(MsgAnswer::Yes);
+        QVERIFY(!f.doc().CloseDocument());
+        QCOMPARE(f.tp.reporter.reports.size(), 1);
+        QCOMPARE(f.tp.reporter.reports[0].source,
+                 QStringLiteral("KORVA_AssignMaint.SaveNewAssignment"));
+        QVERIFY(f.doc().tabTab->isEnabled());
+        QVERIFY(!f.doc().requestFlags().UpdatePending);
+        QCOMPARE(f.sentCount(), 1);
     }
 
     void assembleParameters()
@@ -233,6 +273,9 @@ private slots:
         QCOMPARE(f.doc().tabTab->currentIndex(), v[4].toInt());
         QCOMPARE(f.box(1)->text(), v[5] == u"1" ? QString() : v[1]);
         QCOMPARE(QString::number(f.sentCount()), v[6]);
+        // Kept from whichever was sent last: the list query or the save.
+        QVERIFY(!f.doc().readBack().isEmpty());
+        QCOMPARE(f.doc().readBack(), f.lastRequest().readBack());
         QVERIFY(!f.tp.mouse.busy);
         QCOMPARE(f.reports(), QString());
     }

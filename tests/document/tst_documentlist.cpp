@@ -129,7 +129,8 @@ private slots:
         Fixture f;
         f.showWith({{.type = QStringLiteral("1"), .history = 2},
                     {.type = QStringLiteral("90"), .status = QStringLiteral("C"), .history = 0},
-                    {.status = QStringLiteral("R")}});
+                    {.status = QStringLiteral("R")},
+                    {.status = QStringLiteral("O ")}});
         auto states = [&f] {
             QString s;
             for (int i = 1; i <= 5; ++i)
@@ -142,6 +143,8 @@ private slots:
         f.clickRow(1); // closed, system generated once "90" is read as "090", no history
         QCOMPARE(states(), QStringLiteral("10010"));
         f.clickRow(2); // replied-to counts as not open
+        QCOMPARE(states(), QStringLiteral("11011"));
+        f.clickRow(3); // a padded code is not "O"
         QCOMPARE(states(), QStringLiteral("11011"));
         // Any command leaves the row commands off until a row is chosen again.
         QTest::mouseClick(f.button(0), Qt::LeftButton);

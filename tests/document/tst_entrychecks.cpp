@@ -52,8 +52,9 @@ private slots:
                  QStringLiteral("Reference Account Number is required\r\n"), "txtBox(0)");
         // Up to seven digits are completed when the box is left, not judged here.
         addCheck("plain number", "ref=CIT|number=42|officer=1002", {}, "");
-        // Typed before its type: the type's mark goes once the type is chosen.
-        addCheck("citation", "number=1234567-4|ref=CIT|officer=1002", {}, "");
+        // Typed before its type: the type is then chosen, but a combo's mark stays until the
+        // entry is cleared.
+        addCheck("citation", "number=1234567-4|ref=CIT|officer=1002", {}, "cboFTBox(1)");
         addCheck("short citation padded", "ref=CIT|number=234567-6|officer=1002", {}, "");
         addCheck("dash without type", "number=1-a|officer=1002", kNeedsType, "cboFTBox(1)");
         // The two account messages run on into the next one: no line break after them.
@@ -71,7 +72,8 @@ private slots:
         addCheck("unknown troop", "option=9|troop=9", kBadTroop, "txtBox(2)");
         addCheck("unknown district", "option=9|troop=3B", kBadTroop, "txtBox(2)");
         addCheck("no troop", "option=9", kBadTroop, "txtBox(2)");
-        addCheck("agency", "option=8|agency=SP", {}, "");
+        // Marked when the option came before any agency, and still marked once one is chosen.
+        addCheck("agency", "option=8|agency=SP", {}, "cboFTBox(2)");
         addCheck("no agency", "option=8", QStringLiteral("Assign to agency is not valid.\r\n"),
                  "cboFTBox(2)");
         addCheck("agency not from the list", "option=8|agency=Nobody",
@@ -183,30 +185,46 @@ private slots:
     void clearingEmptiesTheEntryButKeepsTheOfficers()
     {
         Fixture f;
-        f.fill(QStringLiteral("type=001|ref=CIT|number=12345678|officer=1002|subject=S|comment=C|"
-                              "officers=1003|option=9|troop=9"));
+        // Both combos marked: the reference type was chosen after the number, the agency is
+        // none of the list's.
+        f.fill(QStringLiteral("number=12345678|type=001|ref=CIT|officer=1002|subject=S|comment=C|"
+                              "officers=1003|option=8|agency=Nobody"));
         QVERIFY(f.button(1)->isEnabled()); // the reference type enables it
-        QCOMPARE(f.checked(), kInvalidAccount + kBadTroop);
+        QCOMPARE(f.checked(),
+                 kInvalidAccount + QStringLiteral("Assign to agency is not valid.\r\n"));
+        QCOMPARE(f.markedNames(), QStringLiteral("cboFTBox(1) cboFTBox(2) txtBox(0)"));
         f.doc().entry->ClearNewAssignment();
         QCOMPARE(f.combo(0)->listIndex(), 0);
         QCOMPARE(f.combo(1)->listIndex(), 0);
+        QCOMPARE(f.combo(2)->text(), QString());
         for (int i : {0, 1, 2, 4})
             QCOMPARE(f.box(i)->text(), QString());
         QCOMPARE(f.comment()->toPlainText(), QString());
         QVERIFY(f.option(7)->isChecked());
         QCOMPARE(f.dates(), QList<QDate>(3, f.today()));
         QCOMPARE(f.markedNames(), QString());
+        QCOMPARE(f.doc().entry->errorText(), QString());
         QVERIFY(!f.button(1)->isEnabled());
         QCOMPARE(f.tp.hostNotes.notes.last(), qMakePair(7, false));
         QCOMPARE(f.doc().entry->adoOfficers->recordSet()->count(), 1);
         QCOMPARE(f.doc().entry->dueDayCount(), qint16(10)); // kept for the forward command
+        QCOMPARE(f.reports(), QString());
+    }
 
-        // An emptied entry is not an entry in error, and keeps no officer it once accepted.
-        f.doc().entry->clearOfficers();
-        f.type(1, QStringLiteral("1002"));
-        f.doc().entry->ClearNewAssignment();
+    // The clear's own changes run the checks: without listed officers, the emptied officer
+    // number is an error, as it is for any empty entry.
+    void clearingLeavesWhatTheChecksFind()
+    {
+        Fixture f;
+        f.entry().ClearNewAssignment(); // an empty entry: nothing changes, nothing is checked
         QCOMPARE(f.markedNames(), QString());
-        QCOMPARE(f.doc().entry->errorText(), QString());
+        f.type(1, QStringLiteral("1002"));
+        QCOMPARE(f.checked(), QString());
+        f.doc().entry->ClearNewAssignment();
+        QCOMPARE(f.markedNames(), QStringLiteral("txtBox(1)"));
+        QCOMPARE(f.doc().entry->errorText(), kBadOfficer);
+        QCOMPARE(f.tp.hostNotes.notes.last(), qMakePair(7, false));
+        // The officer it once accepted is not kept.
         QCOMPARE(f.doc().entry->buildAssignmentRows()->text(u"OFCR_TO_ID"), QString());
         QCOMPARE(f.reports(), QString());
     }

@@ -90,6 +90,10 @@ private slots:
             QCOMPARE((QList<int>{e.dueDayCount(), e.expirationDayCount(), e.creatorClosesOnly(),
                                  e.systemGenerated()}),
                      numbers(v[2]));
+            // The forward dialog reads the component's counts: they follow every lookup.
+            const modAssignMaint::TypeDayCounts &shared = modAssignMaint::componentDayCounts();
+            QCOMPARE((QList<int>{shared.DueDayCount, shared.ExpirationDayCount}),
+                     numbers(v[2]).mid(0, 2));
         }
         QCOMPARE(f.reports(), QString());
     }
@@ -178,6 +182,22 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
+    // Only all-digit text has a check digit; anything else the lookup refuses, and the box
+    // keeps what was pasted.
+    void citationOfOtherNumericTextIsNotCompleted()
+    {
+        Fixture f;
+        f.entry();
+        QGuiApplication::clipboard()->setText(QStringLiteral("4.2"));
+        f.box(0)->setFocus();
+        QTest::keyClick(f.box(0), Qt::Key_V, Qt::ControlModifier);
+        f.leave(f.box(0));
+        QCOMPARE(f.box(0)->text(), QStringLiteral("4.2"));
+        QCOMPARE(f.tp.reporter.reports.size(), 1);
+        QCOMPARE(f.tp.reporter.reports[0].source,
+                 QStringLiteral("KORVA_AssignMaint.txtBox_LostFocus"));
+    }
+
     void keyFiltersDropRefusedKeysWithABeep()
     {
         Fixture f;
@@ -208,7 +228,9 @@ private slots:
                  {"menu, wrong citation", "0;menu;1234567-5;10;1"},
                  {"menu, citation", "0;menu;1234567-4;1234567-4;0"},
                  // The guard ends with the menu: typing on is not judged as a paste.
-                 {"menu dismissed, then typed", "0;dismissed;1234567-4;1234567-4;0"}});
+                 {"menu dismissed, then typed", "0;dismissed;1234567-4;1234567-4;0"},
+                 // Qt numbers this key 45, as the procedures number Insert: it is typing.
+                 {"shift+keypad minus", "0;shift+keypad-;1.5;1234567-;0"}});
     }
     void pasteGuard()
     {
@@ -221,13 +243,43 @@ private slots:
         box->selectAll();
         if (v[1] == u"menu" || v[1] == u"dismissed")
             contextMenu(box, v[1] == u"menu");
-        if (v[1] == u"dismissed")
+        if (v[1] == u"dismissed") {
             QTest::keyClicks(box, v[2]);
-        else if (v[1] != u"menu")
+        } else if (v[1] == u"shift+keypad-") {
+            QTest::keyClicks(box, QStringLiteral("1234567"));
+            QTest::keyClick(box, Qt::Key_Minus, Qt::ShiftModifier | Qt::KeypadModifier);
+        } else if (v[1] != u"menu") {
             QTest::keyClick(box, v[1] == u"ctrl+v" ? Qt::Key_V : Qt::Key_Insert,
                             v[1] == u"ctrl+v" ? Qt::ControlModifier : Qt::ShiftModifier);
+        }
         QCOMPARE(box->text(), v[3]);
         QCOMPARE(QString::number(f.beeps()), v[4]);
+    }
+
+    // The comment box is not guarded, but a click or a key in it ends a paste begun in another
+    // box whose button or key went up elsewhere.
+    void commentBoxEndsAPasteBegunElsewhere_data()
+    {
+        addRows({{"mouse", "mouse"}, {"keys", "keys"}});
+    }
+    void commentBoxEndsAPasteBegunElsewhere()
+    {
+        const bool mouse = rowFields().first() == u"mouse";
+        Fixture f;
+        f.entry();
+        QGuiApplication::clipboard()->clear(); // Shift+Insert then pastes nothing
+        f.type(1, QStringLiteral("10"));
+        if (mouse)
+            QTest::mousePress(f.box(1), Qt::RightButton, {}, f.box(1)->rect().center());
+        else
+            QTest::keyPress(f.box(1), Qt::Key_Insert, Qt::ShiftModifier);
+        if (mouse)
+            QTest::mouseClick(f.comment()->viewport(), Qt::LeftButton);
+        else
+            QTest::keyClick(f.comment(), Qt::Key_A);
+        f.box(1)->setText(QStringLiteral("1.5"));
+        QCOMPARE(f.box(1)->text(), QStringLiteral("1.5"));
+        QCOMPARE(f.beeps(), 0);
     }
 };
 
