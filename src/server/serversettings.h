@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDate>
 #include <QString>
 
 namespace korva::server {
@@ -29,6 +30,15 @@ struct ServerSettings {
     int connectTimeoutSec = 5;
     // An SQLite file that does not exist yet is created and migrated on first use.
     bool createIfMissing = true;
+    // The day the handlers take as today; null for the real one. Tests fix it, so that their
+    // dates do not turn over at midnight between the screen and the server.
+    QDate today;
+    // The networked service believes no context text: every request but the sign-on must
+    // carry the token of a live session, and the officer and region come from it. The
+    // embedded broker of one desk leaves this off.
+    bool requireSession = false;
+    int sessionIdleMinutes = 30;
+    int sessionLifetimeHours = 12;
 
     ServerSettings() = default;
     explicit ServerSettings(QString conn)

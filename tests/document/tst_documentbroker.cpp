@@ -44,13 +44,12 @@ struct SignedOn {
         : counting(broker)
         , user(officer, QStringLiteral("NE"))
         , reference(broker.call(makeReferenceDataRequest(user)))
-        , data(reference, user.region(), clock.today())
+        , data(reference, user.region(), tp.fixedClock.today())
         , codes(&broker, &user)
     {
         user.loadRights(reference);
         tp.broker = &counting;
         tp.user = &user;
-        tp.clock = &clock;
         tp.lookups = &data;
         tp.validators = &data;
         tp.codes = &codes;
@@ -69,7 +68,6 @@ struct SignedOn {
 
     testkit::TestPlatform tp;
     CountingBroker counting;
-    SystemClock clock;
     SessionUser user;
     BrokerReply reference;
     ReferenceData data;
@@ -78,9 +76,12 @@ struct SignedOn {
     std::unique_ptr<QSignalSpy> replies;
 };
 
+// The day the screens and the server both take as today: the test kit's fixed clock.
+const QDate kToday = testkit::FixedClock().today();
+
 QString today(int days = 0)
 {
-    return QDate::currentDate().addDays(days).toString(QStringLiteral("MM/dd/yyyy"));
+    return kToday.addDays(days).toString(QStringLiteral("MM/dd/yyyy"));
 }
 
 } // namespace
@@ -95,7 +96,7 @@ class TestDocumentBroker : public QObject {
     // OFCR_TO_ID or OFCR_FRM_ID) and that carry `comment`.
     RecordSetPtr listed(int officer, const char *key, const QString &comment)
     {
-        const QString day = QDate::currentDate().toString(Qt::ISODate);
+        const QString day = kToday.toString(Qt::ISODate);
         BrokerRequest r =
             composeQuery(QStringLiteral("CHECK"), RequestKind::Query,
                          {RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), day),
@@ -114,9 +115,10 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        const server::ServerSettings settings(QStringLiteral("sqlite:") +
-                                              m_dir.filePath(QStringLiteral("demo.db")));
-        server::generateDemo(settings, {.assignments = 240});
+        server::ServerSettings settings(QStringLiteral("sqlite:") +
+                                        m_dir.filePath(QStringLiteral("demo.db")));
+        settings.today = kToday;
+        server::generateDemo(settings, {.assignments = 240, .today = kToday});
         m_broker = std::make_unique<AsyncBroker>(server::makeBackendFactory(settings));
         m_broker->setTimeout(20000);
         m_db = std::make_unique<server::Database>(settings, QStringLiteral("doc-test-reader"));
@@ -263,7 +265,7 @@ private slots:
         SignedOn s(*m_broker, 1001);
         QVERIFY(s.waitReplies(1));
         const int rows = s.doc->grdAssignment->rowCount();
-        s.doc->dtpFTDate[0]->setValue(QDate::currentDate().addDays(1));
+        s.doc->dtpFTDate[0]->setValue(kToday.addDays(1));
         QTest::mouseClick(s.doc->cmdButton[0], Qt::LeftButton);
         QCOMPARE(s.counting.sent, 1);
         QCOMPARE(s.boxes().size(), 1);

@@ -4,6 +4,7 @@
 #include "test_main.h"
 #include "testkit.h"
 
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QThread>
 
@@ -11,16 +12,17 @@ using namespace korva;
 
 namespace {
 
-// Answers every request after an optional pause, echoing its first key as a record set.
+// Answers every request, echoing its first key as a record set. A gated back end holds each
+// request until the test opens the gate, so that a test decides what comes first.
 class EchoBackend : public BrokerBackend {
 public:
-    explicit EchoBackend(int delayMs)
-        : m_delayMs(delayMs)
+    explicit EchoBackend(QSemaphore *gate = nullptr)
+        : m_gate(gate)
     {}
     BrokerReply handle(const BrokerRequest &request) override
     {
-        if (m_delayMs)
-            QThread::msleep(m_delayMs);
+        if (m_gate)
+            m_gate->acquire();
         if (request.kind() == 13)
             throw std::runtime_error("database is locked");
         BrokerReply reply = BrokerReply::success(request);
@@ -39,7 +41,7 @@ public:
     static inline QThread *m_uiThread = nullptr;
 
 private:
-    int m_delayMs;
+    QSemaphore *m_gate;
 };
 
 BrokerRequest request(const QString &id, const QString &value, int kind = 62)
@@ -60,7 +62,7 @@ private slots:
 
     void replyArrivesAsAnEventOffTheWorkerThread()
     {
-        AsyncBroker broker([] { return std::make_unique<EchoBackend>(0); });
+        AsyncBroker broker([] { return std::make_unique<EchoBackend>(); });
         BrokerMessage msg(&broker, nullptr);
         QSignalSpy ready(&msg, &BrokerMessage::DataReady);
         const QString tag =
@@ -82,7 +84,8 @@ private slots:
 
     void timeoutRaisesMsgTimeoutThenAnErrorReplyAndDropsTheLateOne()
     {
-        AsyncBroker broker([] { return std::make_unique<EchoBackend>(300); });
+        QSemaphore gate;
+        AsyncBroker broker([&gate] { return std::make_unique<EchoBackend>(&gate); });
         broker.setTimeout(50);
         BrokerMessage msg(&broker, nullptr);
         QStringList order;
@@ -92,30 +95,40 @@ private slots:
             order << QStringLiteral("ready:") + ReplyCheck(id, {}, msg);
         });
         msg.send(request(QStringLiteral("DOC"), QStringLiteral("slow")));
-        QTRY_COMPARE(order.size(), 2);
+        QTRY_COMPARE(order.size(), 2); // the back end still holds the request
         QCOMPARE(order.at(0), QStringLiteral("timeout"));
         QCOMPARE(order.at(1), QStringLiteral("ready:") + AsyncBroker::timeoutText());
-        QTest::qWait(400); // the real reply comes back and must not be delivered
-        QCOMPARE(order.size(), 2);
+        // The late reply is handed back before the next one on the same worker; once the
+        // next has arrived, the late one has been dropped or never will be.
+        broker.setTimeout(30000);
+        gate.release(2);
+        msg.send(request(QStringLiteral("DOC"), QStringLiteral("next")));
+        QTRY_COMPARE(order.size(), 3);
+        QCOMPARE(order.at(2), QStringLiteral("ready:"));
+        const RecordSetPtr echo = msg.recordSet(QStringLiteral("DOC"), QStringLiteral("ECHO"));
+        echo->moveFirst();
+        QCOMPARE(echo->text(u"V"), QStringLiteral("next"));
     }
 
     void replyAfterTheScreenClosedHarmsNothing()
     {
-        AsyncBroker broker([] { return std::make_unique<EchoBackend>(50); });
+        QSemaphore gate;
+        AsyncBroker broker([&gate] { return std::make_unique<EchoBackend>(&gate); });
         auto *msg = new BrokerMessage(&broker, nullptr);
         msg->send(request(QStringLiteral("DOC"), QStringLiteral("x")));
-        delete msg;
-        QTest::qWait(150);
-        // And the broker still serves others.
+        delete msg; // before the back end answers
+        gate.release(2);
+        // And the broker still serves others, after the closed screen's reply.
         BrokerMessage other(&broker, nullptr);
         QSignalSpy ready(&other, &BrokerMessage::DataReady);
         other.send(request(QStringLiteral("DOC2"), QStringLiteral("y")));
         QTRY_COMPARE(ready.count(), 1);
+        QCOMPARE(ready.first().first().toString(), QStringLiteral("DOC2"));
     }
 
     void backendFailureBecomesAnErrorReply()
     {
-        AsyncBroker broker([] { return std::make_unique<EchoBackend>(0); });
+        AsyncBroker broker([] { return std::make_unique<EchoBackend>(); });
         BrokerMessage msg(&broker, nullptr);
         QSignalSpy ready(&msg, &BrokerMessage::DataReady);
         msg.send(request(QStringLiteral("DOC"), QStringLiteral("x"), 13));
