@@ -130,6 +130,8 @@ bool AssignmentEntryTab::CheckTroopAndDistrict()
     return valid;
 }
 
+// Compared field by field with what ClearNewAssignment leaves, the subject included; blanks
+// alone are nothing entered.
 bool AssignmentEntryTab::isChanged() const
 {
     auto comboUsed = [](const KORVA_CodesCombo *combo) {
