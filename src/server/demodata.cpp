@@ -351,12 +351,71 @@ private:
                           status, day(-m_rng.below(kHistoryDays) + 200)});
                 m_forms.push_back(Form{digits + u'-' + QString::number(check), type});
             }
+            moreForms(id, k, form);
         }
         customer.finish();
         form.finish();
         m_summary.customers = customer.count();
         m_summary.forms = form.count();
         report("customers", customer.count(), customer.count());
+    }
+
+    // Forms beyond the few citations any customer may have: business accounts, other
+    // documents, and every thousandth customer (the second one first) with hundreds of forms.
+    // They draw on a stream of their own so that the rest of the demo stays as it was.
+    void moreForms(const QString &customer, int k, BulkInsert &form)
+    {
+        struct Share {
+            const char *type;
+            int count;
+        };
+        QVarLengthArray<Share, 5> shares;
+        if (k % 1000 == 1) {
+            shares.append({"CIT", 180 + m_formRng.below(60)});
+            shares.append({"PKG", 40 + m_formRng.below(30)});
+            shares.append({"WRN", 20 + m_formRng.below(10)});
+            shares.append({"ACC", 2});
+            shares.append({"OTH", 3});
+        } else {
+            if (k % 3 == 0) // the companies
+                shares.append({"ACC", k % 6 == 0 ? 2 : 1});
+            if (k % 5 == 2)
+                shares.append({"OTH", 1});
+        }
+        for (const Share &share : shares) {
+            for (int n = 0; n < share.count; ++n)
+                addForm(customer, latin(share.type), form);
+        }
+    }
+
+    // Amounts, payments and stop dates that fit the status: paid and dismissed forms owe
+    // nothing, written-off ones all of it, stopped ones were stopped in the past.
+    void addForm(const QString &customer, const QString &type, BulkInsert &form)
+    {
+        const int number = m_nextForm;
+        m_nextForm += 1 + m_formRng.below(40);
+        const int check =
+            CitationCheckDigit(QStringLiteral("%1").arg(number, 7, 10, QLatin1Char('0')));
+        const int roll = m_formRng.below(100);
+        const char *status = roll < 45   ? "A"
+                             : roll < 70 ? "P"
+                             : roll < 80 ? "S"
+                             : roll < 90 ? "D"
+                                         : "W";
+        const double due = double(2500 + m_formRng.below(250000)) / 100.0;
+        double balance = 0;
+        if (status[0] == 'A')
+            balance = due * (20 + m_formRng.below(81)) / 100.0;
+        else if (status[0] == 'S')
+            balance = due * m_formRng.below(100) / 100.0;
+        else if (status[0] == 'W')
+            balance = due;
+        const bool paid = status[0] == 'P' || m_formRng.below(3) == 0;
+        const QVariant lastPayment = paid ? day(-m_formRng.below(1500)) : QVariant();
+        const QVariant stop = status[0] == 'S' ? day(-m_formRng.below(1500))
+                                               : day(-m_formRng.below(kHistoryDays) + 200);
+        form.add({customer, type, number, check, due, std::round(balance * 100) / 100, lastPayment,
+                  latin(status), stop});
     }
 
     int pickType()
@@ -594,6 +653,8 @@ private:
     QList<QVariant> m_days;
     QStringList m_customers;
     std::vector<Form> m_forms;
+    Rng m_formRng{m_opt.seed ^ 0x5EEDF0F0ULL};
+    int m_nextForm = 2000000;
     DemoSummary m_summary;
 };
 

@@ -174,6 +174,12 @@ CREATE INDEX REFUND_CUST_IX ON REFUND (CUST_ID);
 CREATE INDEX CUSTOMER_NM_IX ON CUSTOMER (CUST_NM)
 )sql";
 
+// Version 3: the customer picker searches by the start of a name in any letter case; ordered
+// by the same expression, the search reads only the rows it returns.
+constexpr char kSchemaV3[] = R"sql(
+CREATE INDEX CUSTOMER_UNM_IX ON CUSTOMER (UPPER(CUST_NM), CUST_ID)
+)sql";
+
 constexpr char kCreateVersionTable[] =
     R"sql(CREATE TABLE IF NOT EXISTS KORVA_SCHEMA (VERSION INTEGER NOT NULL))sql";
 constexpr char kSelectVersion[] = R"sql(SELECT MAX(VERSION) FROM KORVA_SCHEMA)sql";
@@ -202,7 +208,8 @@ QStringList split(const char *text)
 
 const QList<Migration> &migrations()
 {
-    static const QList<Migration> list{{1, split(kSchemaV1)}, {2, split(kSchemaV2)}};
+    static const QList<Migration> list{
+        {1, split(kSchemaV1)}, {2, split(kSchemaV2)}, {3, split(kSchemaV3)}};
     return list;
 }
 
