@@ -243,7 +243,17 @@ private:
                          f.id == DemoOfficer::Retired ? day(-30) : QVariant()});
         right.add({DemoOfficer::Demo, assignment, latin("R")});
         right.add({DemoOfficer::Demo, closers, latin("G")});
-        right.add({DemoOfficer::Demo, latin("RefundWorksheet"), latin("R")});
+        // The refund chain's rights: the demo officer may take any step, and four officers
+        // between them take one refund from preparation to the mail date.
+        const char *const refundSteps[] = {"RefundPrepare", "RefundVerify", "RefundApprove",
+                                           "RefundIssue", "RefundVoid"};
+        for (const char *r : refundSteps)
+            right.add({DemoOfficer::Demo, latin(r), latin("R")});
+        right.add({DemoOfficer::Typical, latin("RefundPrepare"), latin("R")});
+        right.add({DemoOfficer::Typical, latin("RefundVerify"), latin("R")});
+        right.add({1005, latin("RefundApprove"), latin("R")});
+        right.add({1005, latin("RefundVoid"), latin("R")});
+        right.add({1006, latin("RefundIssue"), latin("R")});
         right.add({DemoOfficer::Heavy, assignment, latin("R")});
         right.add({DemoOfficer::Typical, assignment, latin("R")});
         right.add({1005, assignment, latin("R")});

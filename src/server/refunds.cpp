@@ -13,6 +13,14 @@ namespace {
 constexpr int kCommentMax = 1000;
 constexpr int kNumberMax = 20;
 
+// Who may take which step of the chain (USR_RGHT rows of kind "R"). Mailing is the issuing
+// officer's business, so it needs the issue right.
+constexpr char kRightPrepare[] = "RefundPrepare";
+constexpr char kRightVerify[] = "RefundVerify";
+constexpr char kRightApprove[] = "RefundApprove";
+constexpr char kRightIssue[] = "RefundIssue";
+constexpr char kRightVoid[] = "RefundVoid";
+
 constexpr Column kRefundColumns[] = {
     {"RCPT_NBR", FieldType::Text},
     {"CUST_ID", FieldType::Text},
@@ -51,19 +59,23 @@ FROM REFUND R JOIN CUSTOMER C ON C.CUST_ID = R.CUST_ID
 WHERE R.RFND_NBR = ?)sql";
 
 constexpr char kSelectState[] = R"sql(
-SELECT CUST_ID, STTS_CD, CREATOR_ID, VERIFY_ID, CREATED_DT, RFND_DT FROM REFUND
+SELECT CUST_ID, STTS_CD, CREATOR_ID, VERIFY_ID, CREATED_DT, RFND_DT, RFND_AMT FROM REFUND
 WHERE RFND_NBR = ?)sql";
 constexpr char kReadRefundSequence[] =
     R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = 'RFND_NBR')sql";
 
+// Two officers preparing the same new number at once: the second insert finds the row and
+// writes nothing, which the affected-row check turns into a refusal.
 constexpr char kInsertPrepared[] = R"sql(
 INSERT INTO REFUND (RFND_NBR, CUST_ID, RCPT_NBR, RFND_AMT, RFND_TO, STTS_CD, CREATED_DT,
     CREATOR_ID, QRT_CMMT_TXT, LST_UPDT_TS)
-VALUES (?, ?, ?, ?, ?, '1', ?, ?, ?, ?))sql";
+VALUES (?, ?, ?, ?, ?, '1', ?, ?, ?, ?)
+ON CONFLICT (RFND_NBR) DO NOTHING)sql";
+// The amount and the receipt were generated with the refund; the preparer cannot change them.
 constexpr char kUpdatePrepared[] = R"sql(
-UPDATE REFUND SET RFND_AMT = COALESCE(?, RFND_AMT), RFND_TO = COALESCE(?, RFND_TO),
+UPDATE REFUND SET RFND_TO = COALESCE(?, RFND_TO),
     STTS_CD = '1', CREATED_DT = ?, CREATOR_ID = ?, QRT_CMMT_TXT = COALESCE(?, QRT_CMMT_TXT),
-    RCPT_NBR = COALESCE(?, RCPT_NBR), LST_UPDT_TS = ?
+    RCPT_NBR = COALESCE(RCPT_NBR, ?), LST_UPDT_TS = ?
 WHERE RFND_NBR = ? AND STTS_CD = '0')sql";
 constexpr char kUpdateVerified[] = R"sql(
 UPDATE REFUND SET RFND_TO = COALESCE(?, RFND_TO), STTS_CD = '2', VERIFY_ID = ?,
@@ -82,7 +94,7 @@ UPDATE REFUND SET STTS_CD = '5', DT_MLD = ?, LST_UPDT_TS = ?
 WHERE RFND_NBR = ? AND STTS_CD = '4')sql";
 constexpr char kUpdateVoided[] = R"sql(
 UPDATE REFUND SET STTS_CD = 'V', VOID_ID = ?, LST_UPDT_TS = ?
-WHERE RFND_NBR = ?)sql";
+WHERE RFND_NBR = ? AND STTS_CD = ?)sql";
 
 struct RefundState {
     QString customer;
@@ -91,6 +103,7 @@ struct RefundState {
     std::optional<qint64> verifier;
     QDate created;
     QDate refunded;
+    std::optional<double> amount;
 };
 
 std::optional<RefundState> loadState(Database &db, qint64 number)
@@ -103,11 +116,14 @@ std::optional<RefundState> loadState(Database &db, qint64 number)
                         std::nullopt,
                         std::nullopt,
                         fromDb(q.value(4), FieldType::Date).toDate(),
-                        fromDb(q.value(5), FieldType::Date).toDate()};
+                        fromDb(q.value(5), FieldType::Date).toDate(),
+                        std::nullopt};
         if (!q.value(2).isNull())
             s->creator = q.value(2).toLongLong();
         if (!q.value(3).isNull())
             s->verifier = q.value(3).toLongLong();
+        if (!q.value(6).isNull())
+            s->amount = q.value(6).toDouble();
     }
     q.finish();
     return s;
@@ -134,11 +150,6 @@ RecordSetPtr refundDetails(Database &db, qint64 number)
 QVariant nullable(const QString &s)
 {
     return s.isNull() ? QVariant() : QVariant(s);
-}
-
-QVariant nullable(const std::optional<double> &v)
-{
-    return v ? QVariant(*v) : QVariant();
 }
 
 QString statusName(const QString &status)
@@ -191,8 +202,9 @@ public:
     }
 
 private:
-    // The step's officer field must be there and must be the signed-on officer.
-    qint64 stepOfficer(const char *field, const char *doing, const char *who)
+    // The step's officer field must be there, must be the signed-on officer, and that
+    // officer must hold the step's right.
+    qint64 stepOfficer(const char *field, const char *doing, const char *who, const char *right)
     {
         const auto id = m_row.id(field);
         if (!id)
@@ -204,7 +216,17 @@ private:
                              .arg(QLatin1String(field))
                              .arg(*id)
                              .arg(m_me));
+        requireRight(right, doing);
         return *id;
+    }
+
+    void requireRight(const char *right, const char *doing)
+    {
+        if (!hasRight(m_db, m_me, QLatin1String(right), 'R'))
+            m_row.refuse(QStringLiteral("Officer %1 does not hold the right %2 needed for %3 a "
+                                        "refund.")
+                             .arg(m_me)
+                             .arg(QLatin1String(right), QLatin1String(doing)));
     }
 
     QString receiver()
@@ -266,10 +288,10 @@ private:
 
     void prepare(const QVariant &now)
     {
-        const qint64 creator = stepOfficer("CREATOR_ID", "preparing", "preparing");
-        const QDate created = m_row.date("CREATED_DT").value_or(m_ctx.today);
-        if (created > m_ctx.today)
-            m_row.refuse(QStringLiteral("CREATED_DT must be current or before."));
+        const qint64 creator = stepOfficer("CREATOR_ID", "preparing", "preparing", kRightPrepare);
+        // The day a refund was prepared is the day the store took it, whatever a desk's
+        // clock said.
+        const QDate created = m_ctx.today;
         const auto amount = m_row.amount("RFND_AMT");
         const QString receipt = m_row.optional("RCPT_NBR", kNumberMax).trimmed();
         const QVariant receiptValue = receipt.isEmpty() ? QVariant() : QVariant(receipt);
@@ -280,20 +302,27 @@ private:
                 m_row.refuse(QStringLiteral("Refund number %1 was never issued.").arg(m_number));
             if (!amount)
                 m_row.refuse(QStringLiteral("RFND_AMT is required."));
-            m_db.run(QLatin1String(kInsertPrepared),
-                     {m_number, m_customer, receiptValue, *amount, nullable(receiver()),
-                      dbDate(created), creator, nullable(comment("QRT_CMMT_TXT")), now})
-                .finish();
+            expectAffected(
+                m_db.run(QLatin1String(kInsertPrepared),
+                         {m_number, m_customer, receiptValue, *amount, nullable(receiver()),
+                          dbDate(created), creator, nullable(comment("QRT_CMMT_TXT")), now}));
             return;
         }
+        if (amount &&
+            (!m_state->amount || qRound64(*amount * 100) != qRound64(*m_state->amount * 100)))
+            m_row.refuse(QStringLiteral("The refund amount of refund %1 is the system's and "
+                                        "cannot be changed (%2 was sent, the refund holds %3).")
+                             .arg(m_number)
+                             .arg(*amount, 0, 'f', 2)
+                             .arg(m_state->amount.value_or(0.0), 0, 'f', 2));
         expectAffected(m_db.run(QLatin1String(kUpdatePrepared),
-                                {nullable(amount), nullable(receiver()), dbDate(created), creator,
+                                {nullable(receiver()), dbDate(created), creator,
                                  nullable(comment("QRT_CMMT_TXT")), receiptValue, now, m_number}));
     }
 
     void verify(const QVariant &now)
     {
-        checkedStep("VERIFY_ID", "verifying", m_state->creator,
+        checkedStep("VERIFY_ID", "verifying", kRightVerify, m_state->creator,
                     QStringLiteral("The person preparing and verifying the Refund Worksheet can "
                                    "not be the same."),
                     kUpdateVerified, now);
@@ -301,7 +330,7 @@ private:
 
     void approve(const QVariant &now)
     {
-        checkedStep("APPROVE_ID", "approving", m_state->verifier,
+        checkedStep("APPROVE_ID", "approving", kRightApprove, m_state->verifier,
                     QStringLiteral("The person verifying and approving the Refund Worksheet can "
                                    "not be the same."),
                     kUpdateApproved, now);
@@ -309,10 +338,11 @@ private:
 
     // Verifying and approving: the step's officer must differ from the one of the step
     // before (only neighbouring steps are compared).
-    void checkedStep(const char *field, const char *verb, const std::optional<qint64> &previous,
-                     const QString &sameOfficer, const char *statement, const QVariant &now)
+    void checkedStep(const char *field, const char *verb, const char *right,
+                     const std::optional<qint64> &previous, const QString &sameOfficer,
+                     const char *statement, const QVariant &now)
     {
-        const qint64 officer = stepOfficer(field, verb, verb);
+        const qint64 officer = stepOfficer(field, verb, verb, right);
         if (previous && *previous == officer)
             m_row.refuse(sameOfficer);
         expectAffected(
@@ -322,7 +352,7 @@ private:
 
     void issue(const QString &wanted, const QVariant &now)
     {
-        const qint64 by = stepOfficer("RFND_BY_ID", "refunding", "refunding");
+        const qint64 by = stepOfficer("RFND_BY_ID", "refunding", "refunding", kRightIssue);
         const QString how = m_row.trimmed("RFND_CD");
         if (how != u"0" && how != u"1")
             m_row.refuse(QStringLiteral("Please select Transferred or Refunded (RFND_CD 0 or 1)."));
@@ -354,6 +384,7 @@ private:
 
     void mail(const QVariant &now)
     {
+        requireRight(kRightIssue, "mailing");
         const QDate mailed = m_row.requiredDate("DT_MLD");
         if (mailed > m_ctx.today)
             m_row.refuse(QStringLiteral("Mail Date must be current or before"));
@@ -380,7 +411,10 @@ private:
                                         "%2.")
                              .arg(*id)
                              .arg(m_me));
-        m_db.run(QLatin1String(kUpdateVoided), {*id, dbTimestamp(m_ctx.now), m_number}).finish();
+        requireRight(kRightVoid, "voiding");
+        // The void's moment is the store's; the expected status catches a step taken meanwhile.
+        expectAffected(m_db.run(QLatin1String(kUpdateVoided),
+                                {*id, dbTimestamp(m_ctx.now), m_number, status}));
     }
 
     HandlerContext &m_ctx;
