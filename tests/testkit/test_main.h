@@ -19,6 +19,7 @@
         if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))                                        \
             qputenv("XDG_RUNTIME_DIR", runtime.toLocal8Bit());                                     \
         QApplication app(argc, argv);                                                              \
+        QStandardPaths::setTestModeEnabled(true);                                                  \
         app.setAttribute(Qt::AA_Use96Dpi, true);                                                   \
         TestObject tc;                                                                             \
         QTEST_SET_MAIN_SOURCE_PATH                                                                 \
