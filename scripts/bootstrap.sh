@@ -7,6 +7,7 @@ packages=(
     build-essential cmake ninja-build ccache pkg-config
     qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql libgl-dev
     libhunspell-dev hunspell-en-us poppler-utils
+    libnats-dev nats-server libsodium-dev
     xvfb xauth
 )
 if [[ "${KORVA_WITH_POSTGRES:-}" == 1 ]]; then

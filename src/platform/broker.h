@@ -35,6 +35,8 @@ inline constexpr int WorksheetSave = 75;
 inline constexpr int ReferenceData = 90; // officers, troops/districts, agencies, code tables
 inline constexpr int CodeList = 91;      // a code-list query text over the code tables
 inline constexpr int Number = 92;        // a generated number of a kind ("U": refund number)
+inline constexpr int SignOn = 94;        // officer and password in, a session token out
+inline constexpr int SignOff = 95;       // ends the session the request carries
 } // namespace RequestKind
 
 class BrokerRequest {
@@ -49,6 +51,10 @@ public:
     int kind() const { return m_kind; }
     void setContext(const QString &context) { m_context = context; }
     const QString &context() const { return m_context; }
+    // The networked service's proof of who sends: the token its sign-on returned. Empty for
+    // the embedded broker, which trusts the context text.
+    void setSessionToken(const QString &token) { m_sessionToken = token; }
+    const QString &sessionToken() const { return m_sessionToken; }
 
     void addParameter(const RequestParameter &p) { m_parameters.append(p); }
     const QList<RequestParameter> &parameters() const { return m_parameters; }
@@ -72,6 +78,7 @@ private:
     QString m_version;
     int m_kind = 0;
     QString m_context;
+    QString m_sessionToken;
     QList<RequestParameter> m_parameters;
     QList<QPair<QString, RecordSetPtr>> m_recordSets;
     QString m_tag;

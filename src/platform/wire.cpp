@@ -144,13 +144,16 @@ QJsonObject toJson(const BrokerRequest &request)
         if (rs)
             sets.insert(name, toJson(*rs));
     }
-    return QJsonObject{{QStringLiteral("messageId"), request.messageId()},
-                       {QStringLiteral("version"), request.version()},
-                       {QStringLiteral("kind"), request.kind()},
-                       {QStringLiteral("context"), request.context()},
-                       {QStringLiteral("tag"), request.readBack()},
-                       {QStringLiteral("parameters"), params},
-                       {QStringLiteral("recordSets"), sets}};
+    QJsonObject o{{QStringLiteral("messageId"), request.messageId()},
+                  {QStringLiteral("version"), request.version()},
+                  {QStringLiteral("kind"), request.kind()},
+                  {QStringLiteral("context"), request.context()},
+                  {QStringLiteral("tag"), request.readBack()},
+                  {QStringLiteral("parameters"), params},
+                  {QStringLiteral("recordSets"), sets}};
+    if (!request.sessionToken().isEmpty())
+        o.insert(QStringLiteral("session"), request.sessionToken());
+    return o;
 }
 
 BrokerRequest requestFromJson(const QJsonObject &o)
@@ -162,6 +165,7 @@ BrokerRequest requestFromJson(const QJsonObject &o)
     request.setVersion(o.value(QStringLiteral("version")).toString());
     request.setKind(o.value(QStringLiteral("kind")).toInt());
     request.setContext(o.value(QStringLiteral("context")).toString());
+    request.setSessionToken(o.value(QStringLiteral("session")).toString());
     if (const QString tag = o.value(QStringLiteral("tag")).toString(); !tag.isEmpty())
         request.setReadBack(tag);
     for (const QJsonValue &pv : o.value(QStringLiteral("parameters")).toArray()) {

@@ -1,5 +1,9 @@
 #include "backend.h"
 
+#ifdef KORVA_HAVE_NETWORK
+#include "auth.h"
+#endif
+
 #include "lookups.h"
 #include "server.h"
 #include "servererror.h"
@@ -37,6 +41,14 @@ Handler handlerFor(int kind)
         return handleNumber;
     case kCustomerSearchKind:
         return handleCustomerSearch;
+#ifdef KORVA_HAVE_NETWORK
+    // Answered before any handler runs; listed so that they are known kinds.
+    case RequestKind::SignOn:
+    case RequestKind::SignOff:
+        return [](HandlerContext &, const BrokerRequest &r) {
+            return BrokerReply::success(r);
+        };
+#endif
     default:
         return nullptr;
     }
@@ -74,6 +86,35 @@ Session ServerBackend::signedOn(const BrokerRequest &request)
     return s;
 }
 
+#ifdef KORVA_HAVE_NETWORK
+AuthPolicy ServerBackend::policy() const
+{
+    AuthPolicy p;
+    p.idleMinutes = m_settings.sessionIdleMinutes;
+    p.lifetimeHours = m_settings.sessionLifetimeHours;
+    return p;
+}
+
+// The officer is the session's; a context text that names another one is a forgery or a desk
+// that lost track of who is signed on, and neither may act.
+Session ServerBackend::fromToken(const HandlerContext &ctx, const BrokerRequest &request)
+{
+    Session s = sessionFromToken(*m_db, request.sessionToken(), ctx.now, ctx.today, policy());
+    const Session claimed = Session::fromContext(request.context());
+    if (claimed.officerId != 0 && claimed.officerId != s.officerId)
+        throw RequestError(QStringLiteral("The request speaks for officer %1, but its session "
+                                          "is officer %2's.")
+                               .arg(claimed.officerId)
+                               .arg(s.officerId));
+    if (!claimed.region.isEmpty() && claimed.region != s.region)
+        throw RequestError(QStringLiteral("The request names region %1, but the signed-on "
+                                          "officer works in region %2.")
+                               .arg(claimed.region, s.region));
+    s.values = claimed.values;
+    return s;
+}
+#endif
+
 BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
 {
     if (!m_db)
@@ -85,6 +126,16 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
     m_db->open();
     const QDate today = m_settings.today.isValid() ? m_settings.today : QDate::currentDate();
     HandlerContext ctx{*m_db, *m_codes, {}, today, QDateTime::currentDateTime()};
+#ifdef KORVA_HAVE_NETWORK
+    if (request.kind() == RequestKind::SignOn)
+        return handleSignOn(ctx, request, policy());
+    if (m_settings.requireSession || !request.sessionToken().isEmpty()) {
+        ctx.session = fromToken(ctx, request);
+        if (request.kind() == RequestKind::SignOff)
+            return handleSignOff(ctx, request);
+        return handler(ctx, request);
+    }
+#endif
     // The code list reads shared tables only; every other request acts for an officer.
     if (request.kind() == RequestKind::CodeList)
         ctx.session = Session::fromContext(request.context());

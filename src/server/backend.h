@@ -3,6 +3,9 @@
 #include "codetables.h"
 #include "database.h"
 #include "handlers.h"
+#ifdef KORVA_HAVE_NETWORK
+#include "auth.h"
+#endif
 
 #include <platform/broker.h>
 
@@ -19,6 +22,10 @@ public:
 private:
     BrokerReply dispatch(const BrokerRequest &request);
     Session signedOn(const BrokerRequest &request);
+#ifdef KORVA_HAVE_NETWORK
+    AuthPolicy policy() const;
+    Session fromToken(const HandlerContext &ctx, const BrokerRequest &request);
+#endif
 
     ServerSettings m_settings;
     std::unique_ptr<Database> m_db;

@@ -12,6 +12,16 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QSet>
+#include <QThread>
+
+#ifdef KORVA_HAVE_NETWORK
+#include "auth.h"
+#include "database.h"
+#include "service.h"
+
+#include <atomic>
+#include <csignal>
+#endif
 
 namespace korva::server {
 
@@ -21,6 +31,15 @@ constexpr char kUsage[] =
     "usage: korva-broker run --db <connection> --officer <id> [--region <region>] "
     "<request.json | ->\n"
     "       korva-broker demo --db <connection> [--size <assignments>] [--force] [--seed <n>]\n"
+#ifdef KORVA_HAVE_NETWORK
+    "       korva-broker serve --db <connection> --nats <url> [--subject <s>] [--queue <q>]\n"
+    "                    [--workers <n>] [--idle-minutes <n>] [--nats-user <u> --nats-password "
+    "<p>]\n"
+    "                    [--nats-creds <file>] [--tls-ca <file>] [--tls-cert <file> --tls-key "
+    "<file>]\n"
+    "       korva-broker passwd --db <connection> --officer <id>   (the password on standard "
+    "input)\n"
+#endif
     "connection: sqlite:/path/file.db | /path/file.db | postgres://user:pw@host:port/db\n";
 
 struct Options {
@@ -162,6 +181,105 @@ int runDemo(const QStringList &args, QTextStream &out, QTextStream &err)
     }
 }
 
+#ifdef KORVA_HAVE_NETWORK
+std::atomic<bool> g_stopRequested{false};
+
+extern "C" void requestStop(int)
+{
+    g_stopRequested = true;
+}
+
+int runServe(const QStringList &args, QTextStream &out, QTextStream &err)
+{
+    const QSet<QString> withValue{QStringLiteral("--db"),         QStringLiteral("--nats"),
+                                  QStringLiteral("--subject"),    QStringLiteral("--queue"),
+                                  QStringLiteral("--workers"),    QStringLiteral("--idle-minutes"),
+                                  QStringLiteral("--nats-user"),  QStringLiteral("--nats-password"),
+                                  QStringLiteral("--nats-creds"), QStringLiteral("--tls-ca"),
+                                  QStringLiteral("--tls-cert"),   QStringLiteral("--tls-key")};
+    const Options o = parse(args, withValue, {});
+    if (!o.error.isEmpty())
+        return usage(err, o.error);
+    if (!o.values.contains(QStringLiteral("--db")) || !o.values.contains(QStringLiteral("--nats")))
+        return usage(err, QStringLiteral("serve needs --db and --nats"));
+    ServiceOptions options;
+    options.server = ServerSettings(o.values.value(QStringLiteral("--db")));
+    options.bus.url = o.values.value(QStringLiteral("--nats"));
+    options.bus.subject = o.values.value(QStringLiteral("--subject"), options.bus.subject);
+    options.queue = o.values.value(QStringLiteral("--queue"), options.queue);
+    options.bus.user = o.values.value(QStringLiteral("--nats-user"));
+    // A password on the command line shows in the process list; the environment does not.
+    options.bus.password = o.values.value(QStringLiteral("--nats-password"),
+                                          qEnvironmentVariable("KORVA_NATS_PASSWORD"));
+    options.bus.credentialsFile = o.values.value(QStringLiteral("--nats-creds"));
+    options.bus.caFile = o.values.value(QStringLiteral("--tls-ca"));
+    options.bus.certFile = o.values.value(QStringLiteral("--tls-cert"));
+    options.bus.keyFile = o.values.value(QStringLiteral("--tls-key"));
+    for (const auto &[name, target] :
+         {std::pair{QStringLiteral("--workers"), &options.workers},
+          std::pair{QStringLiteral("--idle-minutes"), &options.server.sessionIdleMinutes}}) {
+        if (!o.values.contains(name))
+            continue;
+        bool ok = false;
+        const int n = o.values.value(name).toInt(&ok);
+        if (!ok || n < 1)
+            return usage(err, QStringLiteral("%1 needs a positive number").arg(name));
+        *target = n;
+    }
+    try {
+        // The store is checked (and migrated) before the service takes any request.
+        Database(options.server, QStringLiteral("korva-serve-check")).open();
+        BrokerService service(options);
+        std::signal(SIGTERM, requestStop);
+        std::signal(SIGINT, requestStop);
+        out << QStringLiteral("korva-broker: serving %1 on %2 (queue %3, %4 worker(s)), store %5\n")
+                   .arg(options.bus.subject, options.bus.url, options.queue)
+                   .arg(options.workers)
+                   .arg(ConnectionSpec::parse(options.server.connection).display());
+        out.flush();
+        while (!g_stopRequested)
+            QThread::msleep(100);
+        service.stop();
+        out << QStringLiteral("korva-broker: stopped after %1 request(s)\n")
+                   .arg(service.answered());
+        out.flush();
+        return 0;
+    } catch (const RequestError &e) {
+        err << "korva-broker: " << e.text() << "\n";
+    } catch (const ProcError &e) {
+        err << "korva-broker: " << e.description() << "\n";
+    }
+    err.flush();
+    return 2;
+}
+
+int runPasswd(const QStringList &args, QTextStream &out, QTextStream &err, QTextStream &in)
+{
+    const Options o = parse(args, {QStringLiteral("--db"), QStringLiteral("--officer")}, {});
+    if (!o.error.isEmpty())
+        return usage(err, o.error);
+    bool ok = false;
+    const qint64 officer = o.values.value(QStringLiteral("--officer")).toLongLong(&ok);
+    if (!o.values.contains(QStringLiteral("--db")) || !ok || officer <= 0)
+        return usage(err, QStringLiteral("passwd needs --db and --officer <id>"));
+    const QString password = in.readLine();
+    try {
+        ServerSettings settings(o.values.value(QStringLiteral("--db")));
+        settings.createIfMissing = false;
+        Database db(settings, QStringLiteral("korva-passwd"));
+        setPassword(db, officer, password, QDateTime::currentDateTime());
+    } catch (const RequestError &e) {
+        err << "korva-broker: " << e.text() << "\n";
+        err.flush();
+        return 2;
+    }
+    out << QStringLiteral("korva-broker: officer %1's password is set; their sessions ended\n")
+               .arg(officer);
+    out.flush();
+    return 0;
+}
+#endif
+
 } // namespace
 
 int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStream &err)
@@ -174,6 +292,14 @@ int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStre
         return runRequest(rest, out, err);
     if (command == u"demo")
         return runDemo(rest, out, err);
+#ifdef KORVA_HAVE_NETWORK
+    if (command == u"serve")
+        return runServe(rest, out, err);
+    if (command == u"passwd") {
+        QTextStream in(stdin);
+        return runPasswd(rest, out, err, in);
+    }
+#endif
     return usage(err, QStringLiteral("unknown command %1").arg(command));
 }
 

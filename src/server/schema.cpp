@@ -180,6 +180,32 @@ constexpr char kSchemaV3[] = R"sql(
 CREATE INDEX CUSTOMER_UNM_IX ON CUSTOMER (UPPER(CUST_NM), CUST_ID)
 )sql";
 
+// Version 4: signed-on sessions for the networked service. Passwords are kept as hashes
+// only, tokens by their hash; times are epoch milliseconds so that both databases compare
+// them alike.
+constexpr char kSchemaV4[] = R"sql(
+CREATE TABLE OFFICER_PWD (
+    INSP_ID INTEGER NOT NULL PRIMARY KEY,
+    PWD_HASH VARCHAR(200) NOT NULL,
+    CHNG_MS BIGINT NOT NULL
+);
+CREATE TABLE KORVA_SESSION (
+    TOKEN_HASH CHAR(64) NOT NULL PRIMARY KEY,
+    INSP_ID INTEGER NOT NULL,
+    CLIENT_ID VARCHAR(64),
+    CRTD_MS BIGINT NOT NULL,
+    LAST_MS BIGINT NOT NULL,
+    EXPR_MS BIGINT NOT NULL,
+    RVKD_MS BIGINT
+);
+CREATE INDEX KORVA_SESSION_INSP_IX ON KORVA_SESSION (INSP_ID);
+CREATE TABLE SIGNON_FAIL (
+    SUBJ VARCHAR(80) NOT NULL,
+    FAIL_MS BIGINT NOT NULL
+);
+CREATE INDEX SIGNON_FAIL_IX ON SIGNON_FAIL (SUBJ, FAIL_MS)
+)sql";
+
 constexpr char kCreateVersionTable[] =
     R"sql(CREATE TABLE IF NOT EXISTS KORVA_SCHEMA (VERSION INTEGER NOT NULL))sql";
 constexpr char kSelectVersion[] = R"sql(SELECT MAX(VERSION) FROM KORVA_SCHEMA)sql";
@@ -187,10 +213,10 @@ constexpr char kInsertVersion[] = R"sql(INSERT INTO KORVA_SCHEMA (VERSION) VALUE
 constexpr char kLockVersionPg[] = R"sql(LOCK TABLE KORVA_SCHEMA IN EXCLUSIVE MODE)sql";
 
 // In dependency order, dependants first.
-const char *const kTables[] = {"ASGNMT_HIST", "REFUND",  "ASGNMT",          "CUST_FORM",
-                               "CUSTOMER",    "TROOP",   "ZTB_ASGNMT_TYPE", "ZTB_CODE",
-                               "USR_RGHT",    "OFFICER", "PRNT_TMPLT",      "KORVA_SEQ",
-                               "KORVA_SCHEMA"};
+const char *const kTables[] = {"SIGNON_FAIL", "KORVA_SESSION",   "OFFICER_PWD", "ASGNMT_HIST",
+                               "REFUND",      "ASGNMT",          "CUST_FORM",   "CUSTOMER",
+                               "TROOP",       "ZTB_ASGNMT_TYPE", "ZTB_CODE",    "USR_RGHT",
+                               "OFFICER",     "PRNT_TMPLT",      "KORVA_SEQ",   "KORVA_SCHEMA"};
 
 QStringList split(const char *text)
 {
@@ -209,7 +235,7 @@ QStringList split(const char *text)
 const QList<Migration> &migrations()
 {
     static const QList<Migration> list{
-        {1, split(kSchemaV1)}, {2, split(kSchemaV2)}, {3, split(kSchemaV3)}};
+        {1, split(kSchemaV1)}, {2, split(kSchemaV2)}, {3, split(kSchemaV3)}, {4, split(kSchemaV4)}};
     return list;
 }
 

@@ -33,6 +33,12 @@ struct ServerSettings {
     // The day the handlers take as today; null for the real one. Tests fix it, so that their
     // dates do not turn over at midnight between the screen and the server.
     QDate today;
+    // The networked service believes no context text: every request but the sign-on must
+    // carry the token of a live session, and the officer and region come from it. The
+    // embedded broker of one desk leaves this off.
+    bool requireSession = false;
+    int sessionIdleMinutes = 30;
+    int sessionLifetimeHours = 12;
 
     ServerSettings() = default;
     explicit ServerSettings(QString conn)

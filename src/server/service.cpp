@@ -1,0 +1,181 @@
+#include "service.h"
+
+#include "backend.h"
+#include "database.h"
+#include "servererror.h"
+
+#include <platform/errors.h>
+#include <platform/wire.h>
+
+#include <QAtomicInteger>
+#include <QJsonDocument>
+#include <QSet>
+
+#include <nats/nats.h>
+
+namespace korva::server {
+
+namespace {
+
+constexpr char kAssignmentParties[] =
+    R"sql(SELECT OFCR_FRM_ID, OFCR_TO_ID FROM ASGNMT WHERE ASGNMT_NBR = ?)sql";
+
+// Who should hear of a saved update: the receiver a row names, and for a change to a stored
+// assignment (a reply, a close) both of its parties. Never the officer who made it.
+QSet<qint64> noticeRecipients(Database &db, const BrokerRequest &request, qint64 me)
+{
+    QSet<qint64> to;
+    const RecordSetPtr rs = request.recordSet(u"ASSIGNMENT");
+    if (!rs)
+        return to;
+    const int toColumn = rs->fieldIndex(u"OFCR_TO_ID");
+    const int numberColumn = rs->fieldIndex(u"ASGNMT_NBR");
+    for (int r = 0; r < rs->storageCount(); ++r) {
+        if (toColumn >= 0)
+            to.insert(rs->storageRow(r).at(toColumn).toLongLong());
+        const qint64 number =
+            numberColumn >= 0 ? rs->storageRow(r).at(numberColumn).toLongLong() : 0;
+        if (number <= 0)
+            continue;
+        QSqlQuery &q = db.run(QLatin1String(kAssignmentParties), {number});
+        if (q.next()) {
+            to.insert(q.value(0).toLongLong());
+            to.insert(q.value(1).toLongLong());
+        }
+        q.finish();
+    }
+    to.remove(0);
+    to.remove(me);
+    return to;
+}
+
+QByteArray encode(const BrokerReply &reply)
+{
+    return QJsonDocument(wire::toJson(reply)).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
+struct Worker {
+    BrokerService::Impl *owner = nullptr;
+    natsSubscription *sub = nullptr;
+    // Made on the subscription's own delivery thread and ended there, as the database
+    // connection requires.
+    std::unique_ptr<ServerBackend> backend;
+};
+
+struct BrokerService::Impl {
+    ServiceOptions options;
+    std::unique_ptr<NatsConnection> connection;
+    std::vector<std::unique_ptr<Worker>> workers;
+    QAtomicInteger<qint64> answered{0};
+    bool stopped = false;
+
+    natsConnection *nc() const { return static_cast<natsConnection *>(connection->handle()); }
+    void answer(Worker &w, natsMsg *msg);
+
+    static void onRequest(natsConnection *, natsSubscription *, natsMsg *msg, void *closure)
+    {
+        auto *w = static_cast<Worker *>(closure);
+        w->owner->answer(*w, msg);
+        natsMsg_Destroy(msg);
+    }
+    static void onDrained(void *closure) { static_cast<Worker *>(closure)->backend.reset(); }
+};
+
+void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
+{
+    const char *replyTo = natsMsg_GetReply(msg);
+    const QJsonDocument doc = QJsonDocument::fromJson(
+        QByteArray::fromRawData(natsMsg_GetData(msg), natsMsg_GetDataLength(msg)));
+    BrokerRequest request;
+    BrokerReply reply;
+    bool parsed = false;
+    if (!doc.isObject()) {
+        reply.error = QStringLiteral("The request is not in the broker's wire form.");
+    } else {
+        try {
+            request = wire::requestFromJson(doc.object());
+            parsed = true;
+        } catch (const ProcError &e) {
+            reply.error = e.description();
+        }
+    }
+    if (parsed) {
+        if (!w.backend)
+            w.backend = std::make_unique<ServerBackend>(options.server);
+        reply = w.backend->handle(request);
+    }
+    if (replyTo) {
+        const QByteArray data = encode(reply);
+        natsConnection_Publish(nc(), replyTo, data.constData(), int(data.size()));
+    }
+    answered.fetchAndAddOrdered(1);
+    if (!parsed || !reply.error.isEmpty() || request.kind() != RequestKind::AssignmentUpdate)
+        return;
+    // The update is saved whatever happens here: a notice that cannot be made is only missed.
+    try {
+        // The back end has held the context to the session's officer already.
+        const qint64 me = Session::fromContext(request.context()).officerId;
+        static const QByteArray text = QByteArrayLiteral("ASSIGNMENT");
+        for (const qint64 officer : noticeRecipients(w.backend->database(), request, me)) {
+            const QByteArray subject = NatsSettings::noticeSubject(officer).toUtf8();
+            natsConnection_Publish(nc(), subject.constData(), text.constData(), int(text.size()));
+        }
+    } catch (const std::exception &) {
+    }
+}
+
+BrokerService::BrokerService(ServiceOptions options)
+    : d(std::make_unique<Impl>())
+{
+    d->options = std::move(options);
+    d->options.server.requireSession = true;
+    d->options.server.createIfMissing = false;
+    if (d->options.bus.name.isEmpty())
+        d->options.bus.name = QStringLiteral("korva-broker");
+    d->connection = std::make_unique<NatsConnection>(d->options.bus);
+    const QByteArray subject = d->options.bus.subject.toUtf8();
+    const QByteArray queue = d->options.queue.toUtf8();
+    for (int i = 0; i < qMax(1, d->options.workers); ++i) {
+        auto w = std::make_unique<Worker>();
+        w->owner = d.get();
+        const natsStatus s = natsConnection_QueueSubscribe(
+            &w->sub, d->nc(), subject.constData(), queue.constData(), &Impl::onRequest, w.get());
+        if (s != NATS_OK)
+            raiseError(kComponentError,
+                       QStringLiteral("Listening on %1 failed: %2.")
+                           .arg(d->options.bus.subject, QString::fromUtf8(natsStatus_GetText(s))));
+        natsSubscription_SetOnCompleteCB(w->sub, &Impl::onDrained, w.get());
+        d->workers.push_back(std::move(w));
+    }
+    natsConnection_Flush(d->nc());
+}
+
+BrokerService::~BrokerService()
+{
+    stop();
+}
+
+void BrokerService::stop()
+{
+    if (d->stopped)
+        return;
+    d->stopped = true;
+    for (auto &w : d->workers)
+        natsSubscription_Drain(w->sub);
+    for (auto &w : d->workers) {
+        natsSubscription_WaitForDrainCompletion(w->sub, 30'000);
+        natsSubscription_Destroy(w->sub);
+        w->sub = nullptr;
+    }
+    natsConnection_Flush(d->nc());
+    d->connection.reset();
+}
+
+qint64 BrokerService::answered() const
+{
+    return d->answered.loadAcquire();
+}
+
+} // namespace korva::server
