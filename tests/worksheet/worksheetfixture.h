@@ -89,8 +89,26 @@ inline void replace(Values &values, const QString &field, const QVariant &value)
     values.append({field, value});
 }
 
+// The sample reference data with every refund status described, as the demo store has them.
+inline BrokerReply referenceWithRefundStatuses()
+{
+    BrokerReply reply = testkit::sampleReferenceReply();
+    const RecordSetPtr codes = reply.recordSet(QStringLiteral("ZTB_CODE"));
+    const char *statuses[][2] = {{"2", "VERIFIED"}, {"3", "APPROVED"},    {"4", "REFUNDED"},
+                                 {"5", "MAILED"},   {"T", "TRANSFERRED"}, {"V", "VOIDED"}};
+    for (const auto &[code, text] : statuses)
+        codes->appendStorageRow({QStringLiteral("NE"), QStringLiteral("REFUNDTYP"),
+                                 QLatin1String(code), QLatin1String(text), QString(),
+                                 QDate(1990, 1, 1), QVariant()});
+    return reply;
+}
+
 struct Fixture {
-    Fixture() { sheet = std::make_unique<KORVA_WorkSheet>(); }
+    Fixture()
+    {
+        tp.useReferenceData(referenceWithRefundStatuses());
+        sheet = std::make_unique<KORVA_WorkSheet>();
+    }
 
     // LoadMe as the document calls it, then the details reply.
     KORVA_WorkSheet &load(const QString &status, const QString &mode = QStringLiteral("O"),
