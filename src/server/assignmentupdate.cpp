@@ -301,7 +301,8 @@ private:
         } else if (status == u"O") {
             requireParty(row, a, "reopen");
             if (a.status != u"C")
-                row.refuse(QStringLiteral("Assignment %1 is not closed.").arg(a.number));
+                row.refuse(QStringLiteral("Assignment %1 is not closed, so it cannot be reopened.")
+                               .arg(a.number));
             a.status = status;
             a.closed = QDate();
             readComment(row, a);
@@ -328,7 +329,7 @@ private:
         a.fromOfficer = m_me;
         a.status = QStringLiteral("F");
         write(a, "FORWARD");
-        m_forwarded.insert(a.number);
+        m_forwarded.insert(a.number, to.officer.has_value());
     }
 
     void reply(const UpdateRow &row, AssignmentRecord &a)
@@ -374,6 +375,12 @@ private:
             row.refuse(QStringLiteral("An ADD row tied to assignment %1 must follow its "
                                       "forward (an UPD row) in the same request.")
                            .arg(original.number));
+        // Copies are how one forward reaches several officers; an agency or a troop/district
+        // is always the one addressee.
+        if (!m_forwarded.value(original.number))
+            row.refuse(QStringLiteral("The forward of assignment %1 goes to an agency or a "
+                                      "troop/district, which takes no copies.")
+                           .arg(original.number));
         checkSender(row);
         row.optional("ASGNMT_SBJCT_TXT", kSubjectMax);
         checkRepeated(row, original, "ASGNMT_SBJCT_TXT", original.subject);
@@ -383,6 +390,10 @@ private:
         AssignmentRecord copy = original;
         readDates(row, copy);
         const Addressee to = readAddressee(row);
+        if (!to.officer)
+            row.refuse(QStringLiteral("A copy of assignment %1 goes to an officer: give "
+                                      "OFCR_TO_ID.")
+                           .arg(original.number));
         claimAddressee(row, original.number, to);
         setAddressee(copy, to);
         copy.comment = QString();
@@ -402,7 +413,7 @@ private:
     HandlerContext &m_ctx;
     Database &m_db;
     qint64 m_me;
-    QSet<qint64> m_forwarded;
+    QHash<qint64, bool> m_forwarded; // forwarded in this request; true when to an officer
     QHash<qint64, QSet<QString>> m_forwardedTo;
     std::optional<bool> m_closer;
 };

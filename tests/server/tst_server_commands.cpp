@@ -187,6 +187,22 @@ const QList<Forged> &forgedCases()
                                     QStringLiteral("1234567-4"))};
          },
          "gives FORM_NBR"},
+        {"copy after a forward to an agency", "001", false, kAddressee,
+         [](const QString &n) {
+             Row agency = forwardRow("UPD", n, kAddressee, 1005);
+             agency.removeIf([](const auto &f) { return qstrcmp(f.first, "OFCR_TO_ID") == 0; });
+             agency.append({"AGNCY_CD", QStringLiteral("DMV")});
+             return QList<Row>{agency, forwardRow("ADD", n, kAddressee, 1006)};
+         },
+         "takes no copies"},
+        {"copy to a troop", "001", false, kAddressee,
+         [](const QString &n) {
+             Row troop = forwardRow("ADD", n, kAddressee, 1006);
+             troop.removeIf([](const auto &f) { return qstrcmp(f.first, "OFCR_TO_ID") == 0; });
+             troop += Row{{"TRP_ID", QStringLiteral("B")}, {"TRP_DIST_ID", QStringLiteral("12")}};
+             return QList<Row>{forwardRow("UPD", n, kAddressee, 1005), troop};
+         },
+         "goes to an officer"},
         {"forward whose last copy fails", "001", false, kAddressee,
          [](const QString &n) {
              return QList<Row>{forwardRow("UPD", n, kAddressee, 1005),
@@ -416,6 +432,13 @@ void TestServerCommands::forwardCopiesAreTiedAndShowInBothHistories()
     QVERIFY(sendRows(store, kAddressee, {forwardRow("UPD", n, kAddressee, 1006)})
                 .error.contains(u"Only the addressee"));
     QCOMPARE(sendRows(store, 1005, {forwardRow("UPD", n, 1005, 1006)}).error, QString());
+    // An agency is the one addressee of its forward.
+    Row agency = forwardRow("UPD", n, 1006, 1006);
+    agency.removeIf([](const auto &f) { return qstrcmp(f.first, "OFCR_TO_ID") == 0; });
+    agency.append({"AGNCY_CD", QStringLiteral("DMV")});
+    QCOMPARE(sendRows(store, 1006, {agency}).error, QString());
+    QCOMPARE(store.assignment("AGNCY_CD", nbr).toString(), QStringLiteral("DMV"));
+    QVERIFY(store.assignment("OFCR_TO_ID", nbr).isNull());
 }
 
 KORVA_SERVER_TEST_MAIN(TestServerCommands)
