@@ -170,6 +170,9 @@ void frmAddOfficer::ftOfficerSelect_OfficerSelected()
                 platform().beeper->beep();
             raiseQuiet();
         }
+        // Unbound while the row is added: the bound list's cursor follows the grid's current
+        // row, which the new row would move.
+        adoAddOfficers->setRecordSet(nullptr);
         m_officers->addNew();
         m_officers->setValue(u"INSP_ID", ftOfficerSelect->OfficerID());
         m_officers->setValue(u"INSP_NME_LST", ftOfficerSelect->LastName());

@@ -98,7 +98,6 @@ void frmAssignForward::buildControls()
     }
     cboFTBox0 = new KORVA_CodesCombo(to);
     cboFTBox0->setObjectName(indexed("cboFTBox", 0));
-    cboFTBox0->fillFromCodeTable(QStringLiteral("AGENCY"));
 
     const char *dates[] = {"Effective Date:", "Due Date:", "Expiration Date:"};
     for (int i = 0; i < 3; ++i) {
@@ -231,6 +230,9 @@ void frmAssignForward::Form_Load()
         bindOfficers(newOfficerList());
         SetTabOrder();
     });
+    // Apart, so that a code list that cannot be read leaves the rest of the dialog loaded.
+    guard(u"frmAssignForward.Form_Load",
+          [&] { cboFTBox0->fillFromCodeTable(QStringLiteral("AGENCY")); });
 }
 
 void frmAssignForward::SetTabOrder()
@@ -365,7 +367,9 @@ void frmAssignForward::mEventAddOfficer_SendOK(const RecordSetPtr &officers)
     guard(u"frmAssignForward.mEventAddOfficer_SendOK", [&] {
         if (!officers || officers->count() == 0)
             raiseQuiet();
-        RecordSetPtr list = adoOfficers->recordSet();
+        // Merged into a copy: the bound list's cursor follows the grid's current row, which
+        // every added row would move.
+        RecordSetPtr list = adoOfficers->recordSet()->clone();
         for (officers->moveFirst(); !officers->isEOF(); officers->moveNext()) {
             const QString id = officers->text(u"INSP_ID");
             if (list->count() > 0 && list->findFirst(QStringLiteral("INSP_ID=") + id))

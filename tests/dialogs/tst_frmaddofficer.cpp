@@ -62,17 +62,22 @@ private slots:
 
         d.pick(QStringLiteral("doe"));
         d.pick(QStringLiteral("roe"));
-        QCOMPARE(d.gridColumn("INSP_ID"),
-                 (QStringList{QStringLiteral("1001"), QStringLiteral("1003")}));
+        // A row the user is on in the grid stays as it is when the next officer is added.
+        d.grid()->setCurrentRow(0);
+        d.pick(QStringLiteral("smith"));
+        QCOMPARE(
+            d.gridColumn("INSP_ID"),
+            (QStringList{QStringLiteral("1001"), QStringLiteral("1003"), QStringLiteral("1002")}));
         // The name is the screens' rule, not the picker's: with its period and upper case.
         QCOMPARE(d.gridColumn("Propername"),
-                 (QStringList{QStringLiteral("DOE, JANE Q."), QStringLiteral("ROE, ANN")}));
+                 (QStringList{QStringLiteral("DOE, JANE Q."), QStringLiteral("ROE, ANN"),
+                              QStringLiteral("SMITH, JR, JOHN Q.")}));
         QCOMPARE(d.tp.beeps.beeps, 0);
 
         // The same officer again: a beep, nothing added, nothing shown, nothing reported.
         d.pick(QStringLiteral("1001"));
         QCOMPARE(d.tp.beeps.beeps, 1);
-        QCOMPARE(d.grid()->rowCount(), 2);
+        QCOMPARE(d.grid()->rowCount(), 3);
         QVERIFY(d.tp.boxes.shown.isEmpty());
         QVERIFY(d.tp.reporter.reports.isEmpty());
     }
