@@ -83,14 +83,20 @@ void KORVA_WorkSheet::buildControls()
     mLblData[0]->setFont(number);
     mLblData[6]->setFont(number);
 
+    auto *title = new QLabel(QStringLiteral("Refund Worksheet"), this);
+    QFont titleFont = font();
+    titleFont.setPointSizeF(titleFont.pointSizeF() * 1.4);
+    title->setFont(titleFont);
     auto *heading = new QGridLayout;
-    heading->addWidget(caption("Refund Number", this), 0, 0);
-    heading->addWidget(mLblData[0], 1, 0);
-    heading->addWidget(caption("Receipt Number", this), 0, 1);
-    heading->addWidget(mLblData[12], 1, 1);
-    heading->addWidget(caption("Refund Amount", this), 0, 2);
-    heading->addWidget(mLblData[6], 1, 2);
-    heading->addWidget(mLblData[11], 0, 3, 2, 1);
+    heading->setHorizontalSpacing(24);
+    heading->addWidget(title, 0, 0, 1, 3);
+    heading->addWidget(caption("Refund Number", this), 1, 0);
+    heading->addWidget(mLblData[0], 2, 0);
+    heading->addWidget(caption("Receipt Number", this), 1, 1);
+    heading->addWidget(mLblData[12], 2, 1);
+    heading->addWidget(caption("Refund Amount", this), 1, 2);
+    heading->addWidget(mLblData[6], 2, 2);
+    heading->addWidget(mLblData[11], 0, 3, 3, 1);
     heading->setColumnStretch(3, 1);
 
     auto *customer = new QGroupBox(QStringLiteral("Customer"), this);
@@ -125,6 +131,7 @@ void KORVA_WorkSheet::buildControls()
         officers->addWidget(mLblOfficerName[i], i, 2);
     }
     officers->setColumnStretch(2, 1);
+    officers->setRowStretch(4, 1);
 
     // The issue frame: how an approved refund leaves, its warrant, date and description.
     mFraRefund[2] = new QGroupBox(QStringLiteral("Issue"), this);
@@ -141,6 +148,7 @@ void KORVA_WorkSheet::buildControls()
     mTxt[0] = new QLineEdit(mFraRefund[2]);
     mTxt[0]->setObjectName(indexed("mTxt", 0));
     mTxt[0]->setMaxLength(20);
+    mTxt[0]->setMinimumWidth(130);
     KORVA_DTP1[0] = new KORVA_DTP(mFraRefund[2]);
     KORVA_DTP1[0]->setObjectName(indexed("KORVA_DTP1", 0));
     mTxtRefund[1] = new QPlainTextEdit(mFraRefund[2]);
@@ -195,7 +203,11 @@ void KORVA_WorkSheet::buildControls()
     root->addLayout(mail);
     root->addWidget(caption("Headquarters Comment", this));
     root->addWidget(mTxtRefund[0]);
+    root->addStretch(1);
     root->addLayout(buttons);
+    // A closed step is read, not edited: its values stay dark enough to read at a glance.
+    setStyleSheet(QStringLiteral("QPlainTextEdit:disabled, QLineEdit:disabled, "
+                                 "QDateEdit:disabled, QRadioButton:disabled { color: #303030; }"));
     resize(820, 600);
 }
 
