@@ -5,12 +5,12 @@
 #include "dialogs/frmassignroc.h"
 #include "documentfixture.h"
 #include "embedded.h"
+#include "modaldialog.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QPainter>
 #include <QSignalSpy>
-#include <QTimer>
 
 using namespace korva;
 
@@ -28,28 +28,23 @@ QImage composed(QWidget *document, QWidget *dialog)
     return image;
 }
 
-// Clicks `button` and, once a modal dialog is up, lets `fill` prepare it, saves the picture
-// and dismisses the dialog.
+// Clicks `button` and, once its modal dialog is up, lets `fill` prepare it, then saves the
+// picture; the dialog is dismissed afterwards.
 bool shoot(KORVA_AssignMaint &doc, QPushButton *button, const QString &file,
-           const std::function<void(QWidget *)> &fill)
+           const std::function<void(QDialog *)> &fill)
 {
     bool saved = false;
-    QTimer poll;
-    poll.setInterval(20);
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
-        if (!dialog)
-            return;
-        poll.stop();
-        fill(dialog);
-        QTest::qWait(150);
-        saved = composed(&doc, dialog).save(file);
-        dialog->done(QDialog::Rejected);
-    });
-    poll.start();
-    QTest::mouseClick(button, Qt::LeftButton);
-    QTest::qWaitFor([&] { return saved; }, 20000);
-    poll.stop();
+    doctest::duringModal<QDialog>(
+        [&] {
+            QTest::mouseClick(button, Qt::LeftButton);
+            // The history opens only when its reply arrives.
+            (void)QTest::qWaitFor([&] { return saved; }, 20000);
+        },
+        [&](QDialog *dialog) {
+            fill(dialog);
+            QTest::qWait(150);
+            saved = composed(&doc, dialog).save(file);
+        });
     return saved;
 }
 
@@ -89,7 +84,7 @@ int main(int argc, char *argv[])
         return doc.findChild<QPushButton *>(QStringLiteral("cmdButton(%1)").arg(i));
     };
     auto comment = [](const QString &text) {
-        return [text](QWidget *dialog) {
+        return [text](QDialog *dialog) {
             if (auto *roc = qobject_cast<frmAssignROC *>(dialog)) {
                 roc->txtBox->setFocus();
                 QTest::keyClicks(roc->txtBox, text);
@@ -106,7 +101,7 @@ int main(int argc, char *argv[])
                comment(QStringLiteral("Paid in full on 11/20."))))
         return 3;
     select();
-    if (!shoot(doc, button(5), out.filePath(QStringLiteral("history.png")), [](QWidget *) {}))
+    if (!shoot(doc, button(5), out.filePath(QStringLiteral("history.png")), [](QDialog *) {}))
         return 4;
     return 0;
 }
