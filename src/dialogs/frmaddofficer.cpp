@@ -84,12 +84,9 @@ void frmAddOfficer::buildControls()
     auto *pick = new QGroupBox(tr("Find Officer"), this);
     auto *p = new QVBoxLayout(pick);
     p->addWidget(ftOfficerSelect);
-    auto *added = new QGroupBox(QStringLiteral("Added Officers"), this);
-    auto *a = new QVBoxLayout(added);
-    a->addWidget(grdAddOfficers);
     auto *lists = new QHBoxLayout;
     lists->addWidget(pick, 1);
-    lists->addWidget(added, 1);
+    lists->addWidget(grdAddOfficers, 1); // its caption names it
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(cmdClear);
     buttons->addStretch(1);

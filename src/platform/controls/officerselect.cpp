@@ -188,7 +188,7 @@ public:
         const int p = m_positions.at(index.row());
         switch (role) {
         case Qt::DisplayRole:
-            return QStringLiteral("%1   %2")
+            return QStringLiteral("%1  (%2)")
                 .arg(m_index->displayName(p))
                 .arg(m_index->officer(p).id);
         case Qt::ToolTipRole:
