@@ -120,11 +120,6 @@ private slots:
         QTest::newRow("retired type")
             << kHeavyCustomer << QStringLiteral("OLD")
             << QStringLiteral("The reference account type OLD could not be found.");
-        QTest::newRow("no type") << kHeavyCustomer << QString()
-                                 << QStringLiteral("Account Type is required");
-        QTest::newRow("no customer")
-            << QString() << QStringLiteral("CIT")
-            << QStringLiteral("The customer form inquiry needs the key CUST_ID.");
     }
     void unknownCustomersAndTypesAreRefused()
     {
