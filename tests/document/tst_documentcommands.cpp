@@ -36,34 +36,6 @@ QString rowCommands(Fixture &f) // Forward, Reply, Close, Reopen, History
 class TestDocumentCommands : public QObject {
     Q_OBJECT
 private slots:
-    void dispatchRunsTheCommandThenDisablesTheRowCommands_data()
-    {
-        QTest::addColumn<int>("index");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<int>("requests");
-        QTest::newRow("search") << 0 << QString() << 1;
-        QTest::newRow("history") << 5 << QString() << 1;
-        QTest::newRow("select document, no reference type")
-            << 6 << QStringLiteral("Reference Account Type must be selected to search.") << 0;
-        QTest::newRow("copy") << 9 << QStringLiteral("No comments available to copy.") << 0;
-    }
-    void dispatchRunsTheCommandThenDisablesTheRowCommands()
-    {
-        QFETCH(int, index);
-        QFETCH(QString, message);
-        QFETCH(int, requests);
-        Fixture f;
-        f.showWith({{.number = 1041}});
-        f.clickRow(0);
-        QCOMPARE(rowCommands(f), QStringLiteral("11101"));
-        const int before = f.sentCount();
-        f.button(index)->click();
-        QCOMPARE(f.sentCount() - before, requests);
-        QCOMPARE(f.boxes().isEmpty() ? QString() : f.boxes().last().prompt, message);
-        QCOMPARE(rowCommands(f), QStringLiteral("00000"));
-        QCOMPARE(f.reports(), QString());
-    }
-
     void closeIsForClosersCreatorsOrOtherTypes_data()
     {
         QTest::addColumn<bool>("closer");
@@ -131,6 +103,7 @@ private slots:
                      .status = status,
                      .subject = QStringLiteral("Receipt")}});
         f.clickRow(1);
+        QCOMPARE(rowCommands(f).at(button - 1), u'1');
         modAssignMaint::componentDayCounts() = {};
         const int before = f.sentCount();
         QString shown;
@@ -147,6 +120,7 @@ private slots:
                              });
         QCOMPARE(shown, dialog);
         QVERIFY(!opened);
+        QCOMPARE(rowCommands(f), QStringLiteral("00000")); // until a row is selected again
         QCOMPARE(f.sentCount() - before, ok ? 1 : 0);
         const auto &counts = modAssignMaint::componentDayCounts();
         QCOMPARE(QStringLiteral("%1/%2").arg(counts.DueDayCount).arg(counts.ExpirationDayCount),
@@ -227,7 +201,8 @@ private slots:
         QCOMPARE(f.reports(), QString());
     }
 
-    void commentIsCopiedPastedAndSpellChecked()
+    // The entry tab's commands: reference look-up, copy, paste and spell check.
+    void entryCommands()
     {
         Fixture f;
         f.entry();
@@ -237,6 +212,12 @@ private slots:
         auto lastBox = [&] {
             return f.boxes().last().prompt + u'/' + QString::number(f.boxes().last().style);
         };
+        click(6);
+        QCOMPARE(lastBox(),
+                 QStringLiteral("Reference Account Type must be selected to search./48"));
+        f.comment()->setPlainText(QStringLiteral("  "));
+        click(9);
+        QCOMPARE(lastBox(), QStringLiteral("No comments available to copy./64"));
         f.comment()->setPlainText(QStringLiteral("Check teh receipt."));
         click(9);
         QCOMPARE(f.tp.memoryClipboard.content, QStringLiteral("Check teh receipt."));
