@@ -13,6 +13,11 @@ BrokerReply handleNumber(HandlerContext &ctx, const BrokerRequest &request)
         throw RequestError(QStringLiteral("\"%1\" is not a kind of number the server issues "
                                           "(U: refund number).")
                                .arg(kind));
+    // A refund number is the start of a preparation; nobody else needs to use one up.
+    if (!hasRight(ctx.db, ctx.session.officerId, QStringLiteral("RefundPrepare"), 'R'))
+        throw RequestError(QStringLiteral("Officer %1 does not hold the right RefundPrepare "
+                                          "needed for a new refund number.")
+                               .arg(ctx.session.officerId));
     Transaction tx(ctx.db);
     const qint64 number = nextNumber(ctx.db, "RFND_NBR");
     tx.commit();

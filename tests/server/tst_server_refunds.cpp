@@ -123,6 +123,10 @@ void TestServerRefunds::numberRequestCountsUp()
     QCOMPARE(next(), first + 1);
     QVERIFY(store.send(RequestKind::Number, kDemo, {{"KIND", QStringLiteral("Q")}})
                 .error.contains(u"\"Q\""));
+    // Only a preparing officer takes a number; a refused request uses none up.
+    QVERIFY(store.send(RequestKind::Number, kPlain, {{"KIND", QStringLiteral("U")}})
+                .error.contains(u"RefundPrepare"));
+    QCOMPARE(next(), first + 2);
 }
 
 void TestServerRefunds::newRefundIsPreparedWithAnIssuedNumber()

@@ -18,6 +18,7 @@ private slots:
     void refusedSaveStepsTheStatusBack();
     void timeOutsExplainThemselves();
     void newRefundAsksForItsNumber();
+    void closeButtonUnloadsTheForm();
 };
 
 void TestWorksheetLoad::statusTableSetsTheControls_data()
@@ -348,6 +349,21 @@ void TestWorksheetLoad::newRefundAsksForItsNumber()
                     QStringLiteral("O"));
     k.sheet->show();
     QVERIFY(k.tp.formServices.numberRequests.isEmpty());
+}
+
+void TestWorksheetLoad::closeButtonUnloadsTheForm()
+{
+    Fixture f;
+    f.load(QStringLiteral("5"));
+    f.sheet->show();
+    QVERIFY(!f.sheet->DataChanged());
+    QCOMPARE(f.tp.statusBar.last(), QStringLiteral("Checking for data changes"));
+    f.button(1)->click();
+    QVERIFY(!f.sheet->isVisible());
+    QCOMPARE(f.sheet->result(), int(QDialog::Rejected));
+    QCOMPARE(f.tp.statusBar.last(), QStringLiteral("Ready"));
+    // The reply store no longer holds the worksheet's answer.
+    QVERIFY(!f.sheet->mZelbMessage->reply(QStringLiteral("KORVAWorkSheet")));
 }
 
 KORVA_TEST_MAIN(TestWorksheetLoad)
