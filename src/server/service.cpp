@@ -9,6 +9,7 @@
 
 #include <QAtomicInteger>
 #include <QJsonDocument>
+#include <QSemaphore>
 #include <QSet>
 
 #include <nats/nats.h>
@@ -62,6 +63,8 @@ struct Worker {
     // Made on the subscription's own delivery thread and ended there, as the database
     // connection requires.
     std::unique_ptr<ServerBackend> backend;
+    // Released once the drained subscription's last callback has returned.
+    QSemaphore drained;
 };
 
 struct BrokerService::Impl {
@@ -80,7 +83,12 @@ struct BrokerService::Impl {
         w->owner->answer(*w, msg);
         natsMsg_Destroy(msg);
     }
-    static void onDrained(void *closure) { static_cast<Worker *>(closure)->backend.reset(); }
+    static void onDrained(void *closure)
+    {
+        auto *w = static_cast<Worker *>(closure);
+        w->backend.reset();
+        w->drained.release();
+    }
 };
 
 void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
@@ -166,6 +174,8 @@ void BrokerService::stop()
         natsSubscription_Drain(w->sub);
     for (auto &w : d->workers) {
         natsSubscription_WaitForDrainCompletion(w->sub, 30'000);
+        // The drain can report done before its completion callback has run.
+        w->drained.tryAcquire(1, 30'000);
         natsSubscription_Destroy(w->sub);
         w->sub = nullptr;
     }

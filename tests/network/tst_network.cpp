@@ -1,0 +1,317 @@
+// The networked broker end to end: a real bus, the service in this process or as separate
+// processes, desks signing on with passwords.
+#include "natsfixture.h"
+
+#include <server/auth.h>
+#include <server/demodata.h>
+#include <server/servererror.h>
+
+#include <QSignalSpy>
+
+using namespace korva;
+using namespace korva::server;
+using namespace korva::server::test;
+using namespace korva::network::test;
+
+namespace {
+
+ServiceOptions serviceOptions(const NatsServer &bus, const QString &subject)
+{
+    ServiceOptions o;
+    o.server = ServerSettings(currentConnection());
+    o.bus = bus.settings(subject);
+    return o;
+}
+
+void setPasswords(Store &store)
+{
+    for (const qint64 officer : {DemoOfficer::Demo, DemoOfficer::Plain})
+        setPassword(store.db(), officer, QLatin1String(kPassword), QDateTime::currentDateTime());
+}
+
+RecordSetPtr newAssignment(qint64 from, qint64 to, const QString &comment)
+{
+    return updateRows("ASSIGNMENT", {{{"ACTION", QStringLiteral("ADD")},
+                                      {"OFCR_FRM_ID", QString::number(from)},
+                                      {"ASGNMT_TYP_CD", QStringLiteral("001")},
+                                      {"EFCTV_DT", today()},
+                                      {"DUE_DT", today(10)},
+                                      {"EXPRTN_DT", today(30)},
+                                      {"OFCR_TO_ID", QString::number(to)},
+                                      {"ASGNMT_CMMT_TXT", comment}}});
+}
+
+BrokerRequest save(qint64 from, qint64 to, const QString &comment)
+{
+    BrokerRequest r = request(RequestKind::AssignmentUpdate, from);
+    r.addRecordSet(QStringLiteral("ASSIGNMENT"), newAssignment(from, to, comment));
+    return r;
+}
+
+} // namespace
+
+class TestNetwork : public QObject {
+    Q_OBJECT
+private slots:
+    void signedOnRequestsActForTheSessionsOfficer();
+    void refusesWhatNoLiveSessionVouchesFor();
+    void failedSignOnsAreLimited();
+    void passwordsAreKeptOnlyAsHashes();
+    void withNoServiceARequestTimesOut();
+    void sendDeliversTheReplyAndANoticeReachesTheReceiver();
+    void twoServiceProcessesShareTheLoadAndOneKilledLosesNothing();
+};
+
+void TestNetwork::signedOnRequestsActForTheSessionsOfficer()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    Store store;
+    setPasswords(store);
+    BrokerService service(serviceOptions(bus, QStringLiteral("korva.t1")));
+    NatsBroker desk(bus.settings(QStringLiteral("korva.t1")));
+
+    QCOMPARE(signOn(desk, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
+    QVERIFY(!desk.sessionToken().isEmpty());
+    // 256 bits, not stored as given.
+    QCOMPARE(QByteArray::fromBase64(desk.sessionToken().toLatin1(), QByteArray::Base64UrlEncoding)
+                 .size(),
+             32);
+    QCOMPARE(store.count(QStringLiteral("SELECT COUNT(*) FROM KORVA_SESSION WHERE TOKEN_HASH = ?"),
+                         {desk.sessionToken()}),
+             0);
+
+    // Without a region in the context the service still knows the officer's own.
+    BrokerRequest reference = request(RequestKind::ReferenceData, DemoOfficer::Demo);
+    reference.setContext(QStringLiteral("INSP_ID=%1").arg(DemoOfficer::Demo));
+    const BrokerReply reply = desk.call(reference);
+    QCOMPARE(reply.error, QString());
+    const RecordSetPtr rights = reply.recordSet(QStringLiteral("USERRIGHT"));
+    QVERIFY(rights && rights->count() > 0); // the demo officer's rights, not the plain one's
+
+    const BrokerReply saved =
+        desk.call(save(DemoOfficer::Demo, DemoOfficer::Plain, QStringLiteral("over the bus")));
+    QCOMPARE(saved.error, QString());
+    QCOMPARE(store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT WHERE ASGNMT_CMMT_TXT = ? "
+                                        "AND OFCR_FRM_ID = ?"),
+                         {QStringLiteral("over the bus"), DemoOfficer::Demo}),
+             1);
+}
+
+void TestNetwork::refusesWhatNoLiveSessionVouchesFor()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    Store store;
+    setPasswords(store);
+    BrokerService service(serviceOptions(bus, QStringLiteral("korva.t2")));
+    NatsBroker desk(bus.settings(QStringLiteral("korva.t2")));
+    const QString bad = QStringLiteral("The officer number or the password is not right.");
+
+    // Wrong password and unknown officer read alike.
+    QCOMPARE(signOn(desk, DemoOfficer::Demo, QStringLiteral("not the password")), bad);
+    QCOMPARE(signOn(desk, 999999, QLatin1String(kPassword)), bad);
+    QCOMPARE(signOn(desk, DemoOfficer::Heavy, QLatin1String(kPassword)), bad); // none set
+
+    auto refusal = [&](const QString &token, qint64 claimed) {
+        NatsBroker other(bus.settings(QStringLiteral("korva.t2")));
+        other.setSessionToken(token);
+        return other.call(request(RequestKind::ReferenceData, claimed)).error;
+    };
+    QVERIFY(refusal(QString(), DemoOfficer::Demo).contains(u"carries no session"));
+    // A token of the right form that the service never issued.
+    QVERIFY(refusal(QString(43, u'A'), DemoOfficer::Demo).contains(u"not known"));
+
+    QCOMPARE(signOn(desk, DemoOfficer::Plain, QLatin1String(kPassword)), QString());
+    const QString plain = desk.sessionToken();
+    // The context may not speak for someone else.
+    QVERIFY(refusal(plain, DemoOfficer::Demo).contains(u"speaks for officer 1001"));
+    QCOMPARE(refusal(plain, DemoOfficer::Plain), QString());
+
+    // Idle past the limit: expired.
+    store.exec(
+        QStringLiteral("UPDATE KORVA_SESSION SET LAST_MS = LAST_MS - ? WHERE TOKEN_HASH = ?"),
+        {qint64(31) * 60'000, tokenHash(plain)});
+    QVERIFY(refusal(plain, DemoOfficer::Plain).contains(u"expired"));
+
+    // Signed off: the token is dead at once, even when it is replayed.
+    QCOMPARE(signOn(desk, DemoOfficer::Plain, QLatin1String(kPassword)), QString());
+    const QString again = desk.sessionToken();
+    QCOMPARE(desk.call(request(RequestKind::SignOff, DemoOfficer::Plain)).error, QString());
+    QVERIFY(refusal(again, DemoOfficer::Plain).contains(u"ended"));
+
+    // A retired officer's live session stops working, and no new one is given.
+    QCOMPARE(signOn(desk, DemoOfficer::Plain, QLatin1String(kPassword)), QString());
+    const QString live = desk.sessionToken();
+    store.exec(QStringLiteral("UPDATE OFFICER SET END_DT = ? WHERE INSP_ID = ?"),
+               {today(-1), DemoOfficer::Plain});
+    QVERIFY(refusal(live, DemoOfficer::Plain).contains(u"can no longer sign on"));
+    QVERIFY(signOn(desk, DemoOfficer::Plain, QLatin1String(kPassword))
+                .contains(u"can no longer sign on"));
+}
+
+void TestNetwork::failedSignOnsAreLimited()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    Store store;
+    setPasswords(store);
+    BrokerService service(serviceOptions(bus, QStringLiteral("korva.t3")));
+    NatsBroker desk(bus.settings(QStringLiteral("korva.t3")));
+
+    // Per officer, from desks that change their names: the sixth try is refused even when right.
+    for (int i = 0; i < AuthPolicy{}.maxFailsPerOfficer; ++i)
+        QVERIFY(signOn(desk, DemoOfficer::Demo, QStringLiteral("guess %1").arg(i),
+                       QStringLiteral("desk-%1").arg(i))
+                    .contains(u"not right"));
+    QVERIFY(signOn(desk, DemoOfficer::Demo, QLatin1String(kPassword), QStringLiteral("desk-x"))
+                .contains(u"Too many failed sign-ons for officer 1001"));
+    // Another officer is not locked out by it.
+    QCOMPARE(signOn(desk, DemoOfficer::Plain, QLatin1String(kPassword)), QString());
+
+    // Per desk, spread over officers.
+    for (int i = 0; i < AuthPolicy{}.maxFailsPerClient; ++i)
+        signOn(desk, 5000 + i, QStringLiteral("guess"), QStringLiteral("one-desk"));
+    QVERIFY(signOn(desk, DemoOfficer::Plain, QLatin1String(kPassword), QStringLiteral("one-desk"))
+                .contains(u"from this desk"));
+
+    // A new password clears the officer's count.
+    setPassword(store.db(), DemoOfficer::Demo, QStringLiteral("another secret"),
+                QDateTime::currentDateTime());
+    QCOMPARE(signOn(desk, DemoOfficer::Demo, QStringLiteral("another secret")), QString());
+}
+
+void TestNetwork::passwordsAreKeptOnlyAsHashes()
+{
+    const QString hash = hashPassword(QStringLiteral("s3cret words"));
+    QVERIFY(hash.startsWith(u"$argon2id$"));
+    QVERIFY(!hash.contains(u"s3cret"));
+    QVERIFY(verifyPassword(hash, QStringLiteral("s3cret words")));
+    QVERIFY(!verifyPassword(hash, QStringLiteral("s3cret wordS")));
+    QVERIFY(!verifyPassword(QString(), QString()));
+    // Salted: the same password never hashes alike.
+    QVERIFY(hash != hashPassword(QStringLiteral("s3cret words")));
+
+    Store store;
+    QVERIFY_THROWS_EXCEPTION(RequestError,
+                             setPassword(store.db(), DemoOfficer::Demo, QStringLiteral("short"),
+                                         QDateTime::currentDateTime()));
+    QVERIFY_THROWS_EXCEPTION(RequestError,
+                             setPassword(store.db(), 424242, QStringLiteral("long enough"),
+                                         QDateTime::currentDateTime()));
+}
+
+void TestNetwork::withNoServiceARequestTimesOut()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    NatsBroker desk(bus.settings(QStringLiteral("korva.nobody")));
+    desk.setTimeout(3000);
+    QCOMPARE(desk.call(request(RequestKind::Query, DemoOfficer::Demo)).error,
+             NatsBroker::noServiceText());
+
+    BrokerMessage message(&desk, nullptr);
+    QSignalSpy timeouts(&message, &BrokerMessage::MsgTimeout);
+    QSignalSpy ready(&message, &BrokerMessage::DataReady);
+    message.send(request(RequestKind::Query, DemoOfficer::Demo));
+    QVERIFY(ready.wait(5000));
+    QCOMPARE(timeouts.count(), 1);
+    QCOMPARE(ReplyCheck(QStringLiteral("KORVA.Test"), QString(), message),
+             NatsBroker::noServiceText());
+}
+
+void TestNetwork::sendDeliversTheReplyAndANoticeReachesTheReceiver()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    Store store;
+    setPasswords(store);
+    BrokerService service(serviceOptions(bus, QStringLiteral("korva.t5")));
+    NatsBroker sender(bus.settings(QStringLiteral("korva.t5")));
+    NatsBroker receiver(bus.settings(QStringLiteral("korva.t5")));
+    QCOMPARE(signOn(sender, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
+    QCOMPARE(signOn(receiver, DemoOfficer::Plain, QLatin1String(kPassword)), QString());
+    QStringList heard;
+    QStringList heardBySender;
+    receiver.listenForNotices(DemoOfficer::Plain, [&](const QString &t) { heard.append(t); });
+    sender.listenForNotices(DemoOfficer::Demo, [&](const QString &t) { heardBySender.append(t); });
+
+    BrokerMessage message(&sender, nullptr);
+    QSignalSpy ready(&message, &BrokerMessage::DataReady);
+    const QString tag =
+        message.send(save(DemoOfficer::Demo, DemoOfficer::Plain, QStringLiteral("sent to plain")));
+    QVERIFY(ready.wait(10'000));
+    const BrokerReply *reply = message.replyByTag(tag);
+    QVERIFY(reply);
+    QCOMPARE(reply->error, QString());
+    QTRY_COMPARE_WITH_TIMEOUT(heard, QStringList{QStringLiteral("ASSIGNMENT")}, 5000);
+    QVERIFY(heardBySender.isEmpty()); // nobody is told of their own work
+
+    // A refused save tells nobody.
+    heard.clear();
+    BrokerRequest forged = save(DemoOfficer::Plain, DemoOfficer::Plain, QStringLiteral("x"));
+    forged.setContext(QStringLiteral("INSP_ID=%1").arg(DemoOfficer::Demo));
+    QVERIFY(!sender.call(forged).error.isEmpty());
+    QTest::qWait(300);
+    QVERIFY(heard.isEmpty());
+}
+
+void TestNetwork::twoServiceProcessesShareTheLoadAndOneKilledLosesNothing()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    Store store;
+    setPasswords(store);
+    const QString subject = QStringLiteral("korva.t6");
+    ServiceProcess first(bus, currentConnection(), subject);
+    ServiceProcess second(bus, currentConnection(), subject);
+    QVERIFY(first.started() && second.started());
+    NatsBroker desk(bus.settings(subject));
+    desk.setTimeout(10'000);
+    QCOMPARE(signOn(desk, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
+
+    // Sent all at once, so that both processes have work queued when one is killed.
+    constexpr int kSaves = 60;
+    BrokerMessage message(&desk, nullptr);
+    QSignalSpy ready(&message, &BrokerMessage::DataReady);
+    QStringList tags;
+    // The reply store keeps one reply per identity: each save gets its own.
+    auto send = [&](int i) {
+        BrokerRequest r =
+            save(DemoOfficer::Demo, DemoOfficer::Plain, QStringLiteral("load %1").arg(i));
+        r.setMessageId(QStringLiteral("LOAD%1").arg(i));
+        tags.append(message.send(r));
+    };
+    for (int i = 0; i < kSaves / 2; ++i)
+        send(i);
+    QTRY_VERIFY_WITH_TIMEOUT(ready.count() >= 5, 10'000);
+    first.kill();
+    for (int i = kSaves / 2; i < kSaves; ++i)
+        send(i);
+    QTRY_COMPARE_WITH_TIMEOUT(ready.count(), kSaves, 30'000);
+
+    // Each save was answered once; one answered as saved is stored exactly once, and none is
+    // stored twice. A save the killed process took and never answered times out, stored at
+    // most once, and the desk may send it again.
+    int good = 0;
+    for (int i = 0; i < kSaves; ++i) {
+        const BrokerReply *reply = message.replyByTag(tags.at(i));
+        const qint64 stored =
+            store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT WHERE ASGNMT_CMMT_TXT = ?"),
+                        {QStringLiteral("load %1").arg(i)});
+        QVERIFY2(stored <= 1, qPrintable(QStringLiteral("load %1 stored twice").arg(i)));
+        if (reply && reply->error.isEmpty()) {
+            ++good;
+            QCOMPARE(stored, 1);
+        }
+    }
+    // Everything sent after the kill went to the survivor.
+    QVERIFY(good >= kSaves / 2);
+    const int survivorAnswered = second.stop();
+    QVERIFY(survivorAnswered >= kSaves / 2);
+    // ... and before it, the killed one had its share.
+    QVERIFY(survivorAnswered < kSaves);
+}
+
+KORVA_SERVER_TEST_MAIN(TestNetwork)
+#include "tst_network.moc"
