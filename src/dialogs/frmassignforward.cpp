@@ -202,7 +202,6 @@ void frmAssignForward::ensureLoaded()
 void frmAssignForward::Form_Load()
 {
     guard(u"frmAssignForward.Form_Load", [&] {
-        applyGridBolding(grdOfficers);
         {
             const QSignalBlocker quiet(optButton[0]);
             optButton[0]->setChecked(true);
