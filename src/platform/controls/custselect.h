@@ -13,6 +13,7 @@ class QTreeWidgetItem;
 namespace korva {
 
 class BrokerMessage;
+class RecordSet;
 
 // Picks a customer by name or number while the user types. Customers are too many to hold
 // here: each pause in typing asks the server (the customer search) through the control's own
@@ -45,7 +46,7 @@ private:
     void textEdited();
     void sendSearch();
     void dataReady(const QString &identity);
-    void showFound(const class RecordSet &rows);
+    void showFound(const RecordSet &rows);
     void choose(QTreeWidgetItem *item);
     void moveHighlight(int step);
     void setBusy(bool busy, const QString &note = {});
