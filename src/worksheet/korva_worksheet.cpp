@@ -60,8 +60,7 @@ void KORVA_WorkSheet::mCmdButton_Click(int index)
     guard(u"KORVA_WorkSheet.mCmdButton_Click", [&] {
         switch (index) {
         case 0:
-            SaveData();
-            if (m_errorText.isEmpty())
+            if (SaveData())
                 m_savedVoided = true;
             break;
         case 1:
@@ -70,13 +69,10 @@ void KORVA_WorkSheet::mCmdButton_Click(int index)
             break;
         case 2:
             m_action = QStringLiteral("VOID");
-            SaveData();
-            if (m_errorText.isEmpty()) {
+            if (SaveData())
                 m_savedVoided = true;
-            } else {
-                // A void refused by the checks must not turn the next Save into a void.
-                m_action.clear();
-            }
+            else
+                m_action.clear(); // a void that was never sent must not turn the next Save into one
             break;
         case 3:
             PrintWorksheet();
