@@ -3,7 +3,6 @@
 #include "server/demodata.h"
 #include "server/server.h"
 
-#include <QSqlQuery>
 
 namespace korva::testkit {
 
@@ -26,8 +25,8 @@ EmbeddedStore::~EmbeddedStore()
 
 QVariant EmbeddedStore::value(const QString &sql, std::initializer_list<QVariant> values)
 {
-    QSqlQuery &q = m_db->run(sql, values);
-    return q.next() ? q.value(0) : QVariant();
+    // Finished at once: a statement left open would keep this reader on an old snapshot.
+    return m_db->scalar(sql, values);
 }
 
 qint64 EmbeddedStore::count(const QString &sql, std::initializer_list<QVariant> values)
