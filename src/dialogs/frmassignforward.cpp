@@ -206,8 +206,8 @@ void frmAssignForward::Form_Load()
             const QSignalBlocker quiet(optButton[0]);
             optButton[0]->setChecked(true);
         }
-        for (QWidget *w : {static_cast<QWidget *>(txtBox[0]), static_cast<QWidget *>(cmdButton[0])})
-            w->show();
+        txtBox[0]->show();
+        cmdButton[0]->show();
         cboFTBox0->hide();
         txtBox[1]->hide();
 
@@ -284,9 +284,8 @@ void frmAssignForward::optButton_Click(int index)
         marks().ClearFieldError(cboFTBox0);
         marks().ClearFieldError(txtBox[1]);
         const bool officer = index == 0;
-        for (QWidget *w :
-             {static_cast<QWidget *>(txtBox[0]), static_cast<QWidget *>(cmdButton[0]),
-              static_cast<QWidget *>(cmdButton[1]), static_cast<QWidget *>(grdOfficers)})
+        const QWidgetList officerInputs{txtBox[0], cmdButton[0], cmdButton[1], grdOfficers};
+        for (QWidget *w : officerInputs)
             w->setVisible(officer);
         cboFTBox0->setVisible(index == 1);
         txtBox[1]->setVisible(index == 2);
