@@ -143,7 +143,12 @@ void KORVA_WorkSheet::Form_Load()
             mCmdButton[3]->setEnabled(true);
         if (!m_loadedFromOutside && numericValue(m_refundNumber) == 0) {
             mLblData[0]->setText(QStringLiteral("0000000"));
-            setOfficer(7, signedOnOfficer());
+            // A refund opened to be prepared here is open for editing, at its first step.
+            if (m_openMode.isEmpty())
+                m_openMode = QStringLiteral("O");
+            applyStatusControls();
+            mLblData[11]->setText(
+                platform().lookups->codeDescription(QStringLiteral("REFUNDTYP"), m_status));
             m_numberPending = true;
             m_timedOut = false;
             QStringList atHand;

@@ -319,6 +319,9 @@ void TestWorksheetLoad::newRefundAsksForItsNumber()
     QCOMPARE(f.tp.formServices.numberRequests[0].service, QStringLiteral("KORVAWORKSHEET"));
     QCOMPARE(f.sheet->pendingMessageId(), f.tp.fakeBroker.last().request.readBack());
     QCOMPARE(f.label(7)->text(), QStringLiteral("1001"));
+    QCOMPARE(f.label(11)->text(), QStringLiteral("IN PREPARATION"));
+    QVERIFY(f.rdo(2)->isEnabled() && f.text(0)->isEnabled());
+    QVERIFY(!f.dtp(1)->isVisible() && !f.sheet->mFraRefund[2]->isVisible());
     QCOMPARE(f.dtp(0)->date(), f.tp.fixedClock.today());
     f.tp.fakeBroker.replyGood({testkit::makeRecordSet(
         QStringLiteral("REQ"), {{QStringLiteral("U"), FieldType::Integer}}, {{57}})});
