@@ -2,6 +2,7 @@
 
 #include "shellsession.h"
 #include "shellwindow.h"
+#include "signondialog.h"
 
 #include "document/korva_assignmaint.h"
 #include "platform/controls/datagrid.h"
@@ -78,6 +79,24 @@ int refuse(ShellSession &session, int exitCode)
     return exitCode;
 }
 
+// The networked service wants the officer's password. An unattended run (a picture) takes it
+// from KORVA_PASSWORD, as nobody is there to type it.
+bool askPassword(ShellSession &session)
+{
+    const QString given = qEnvironmentVariable("KORVA_PASSWORD");
+    if (!given.isEmpty() || !session.options().screenshot.isEmpty()) {
+        const QString problem = session.signOnWithPassword(session.options().officerId, given);
+        if (!problem.isEmpty())
+            std::fprintf(stderr, "korva: %s\n", qPrintable(problem));
+        return problem.isEmpty();
+    }
+    SignOnDialog dialog(session.options().officerId, session.options().broker,
+                        [&session](int officer, const QString &password) {
+                            return session.signOnWithPassword(officer, password);
+                        });
+    return dialog.exec() == QDialog::Accepted;
+}
+
 } // namespace
 
 int startShell(ShellSession &session, std::unique_ptr<ShellWindow> &window)
@@ -89,6 +108,8 @@ int startShell(ShellSession &session, std::unique_ptr<ShellWindow> &window)
     if (!session.prepareDatabase())
         return refuse(session, ExitCode::NoDatabase);
     session.setDemoProgress({});
+    if (session.options().networked() && !askPassword(session))
+        return ExitCode::SignOnFailed;
     if (!session.signOn())
         return refuse(session, ExitCode::SignOnFailed);
     window = session.openWindow();

@@ -5,6 +5,10 @@
 #include "common/modassignmaint.h"
 #include "platform/asyncbroker.h"
 #include "platform/formservices.h"
+#ifdef KORVA_HAVE_NETWORK
+#include "platform/errors.h"
+#include "platform/natsbroker.h"
+#endif
 #include "platform/referencedata.h"
 #include "platform/session.h"
 #include "platform/spellcheck.h"
@@ -57,6 +61,16 @@ ShellSession::ShellSession(StartOptions options)
 
 ShellSession::~ShellSession()
 {
+#ifdef KORVA_HAVE_NETWORK
+    // The service ends the session now rather than when it idles out.
+    if (m_bus && !m_bus->sessionToken().isEmpty()) {
+        m_bus->setTimeout(2000);
+        BrokerRequest bye;
+        bye.setMessageId(QStringLiteral("KORVA.SIGNOFF"));
+        bye.setKind(RequestKind::SignOff);
+        m_bus->call(bye);
+    }
+#endif
     if (m_signedOn && &Platform::current() == &m_platform)
         Platform::install(m_previous);
     m_host.setWindow(nullptr);
@@ -91,6 +105,8 @@ QString ShellSession::dataFolder() const
 
 QString ShellSession::databaseText() const
 {
+    if (m_options.networked())
+        return m_options.broker;
     try {
         return server::ConnectionSpec::parse(m_options.connection).display();
     } catch (const server::RequestError &) {
@@ -100,6 +116,8 @@ QString ShellSession::databaseText() const
 
 bool ShellSession::prepareDatabase()
 {
+    if (m_options.networked())
+        return true; // the service's store, not this desk's
     server::ConnectionSpec target;
     try {
         target = server::ConnectionSpec::parse(m_options.connection);
@@ -139,23 +157,79 @@ QString ShellSession::signOnFailure(const QString &reason) const
         .arg(applicationTitle(), reason, databaseText());
 }
 
+QString ShellSession::signOnWithPassword(int officer, const QString &password)
+{
+#ifdef KORVA_HAVE_NETWORK
+    try {
+        if (!m_bus) {
+            NatsSettings bus;
+            bus.url = m_options.broker;
+            if (!m_options.brokerSubject.isEmpty())
+                bus.subject = m_options.brokerSubject;
+            bus.caFile = m_options.brokerCaFile;
+            bus.certFile = m_options.brokerCertFile;
+            bus.keyFile = m_options.brokerKeyFile;
+            bus.name = QStringLiteral("korva desk");
+            m_bus = std::make_unique<NatsBroker>(bus);
+            m_bus->setTimeout(m_options.brokerTimeoutMs);
+        }
+    } catch (const ProcError &e) {
+        return e.description();
+    }
+    BrokerRequest request;
+    request.setMessageId(QStringLiteral("KORVA.SIGNON"));
+    request.setVersion(QStringLiteral(KORVA_VERSION_TEXT));
+    request.setKind(RequestKind::SignOn);
+    request.addParameter(
+        RequestParameter::key(QStringLiteral("OFFICER"), QString::number(officer)));
+    request.addParameter(RequestParameter::key(QStringLiteral("PASSWORD"), password));
+    request.addParameter(RequestParameter::key(QStringLiteral("CLIENT"), m_bus->clientId()));
+    m_bus->setSessionToken(QString());
+    const BrokerReply reply = m_bus->call(request);
+    const RecordSetPtr rs = reply.recordSet(QStringLiteral("SESSION"));
+    if (!reply.error.isEmpty())
+        return reply.error;
+    if (!rs || rs->count() != 1)
+        return QStringLiteral("The service's sign-on reply holds no session.");
+    rs->moveFirst();
+    m_bus->setSessionToken(rs->text(u"TOKEN"));
+    m_options.officerId = officer;
+    return {};
+#else
+    Q_UNUSED(officer)
+    Q_UNUSED(password)
+    return QStringLiteral("This build of the program has no networked broker.");
+#endif
+}
+
 bool ShellSession::signOn()
 {
     if (m_signedOn)
         return true;
-    try {
-        server::ConnectionSpec::parse(m_options.connection);
-    } catch (const server::RequestError &e) {
-        return fail(signOnFailure(e.text()));
+    if (m_options.networked()) {
+#ifdef KORVA_HAVE_NETWORK
+        if (!m_bus || m_bus->sessionToken().isEmpty())
+            return fail(signOnFailure(QStringLiteral("The password was not given.")));
+        m_active = m_bus.get();
+#else
+        return fail(signOnFailure(signOnWithPassword(0, QString())));
+#endif
+    } else {
+        try {
+            server::ConnectionSpec::parse(m_options.connection);
+        } catch (const server::RequestError &e) {
+            return fail(signOnFailure(e.text()));
+        }
+        m_broker = std::make_unique<AsyncBroker>(
+            server::makeBackendFactory(server::ServerSettings(m_options.connection)));
+        m_broker->setTimeout(m_options.brokerTimeoutMs);
+        m_active = m_broker.get();
     }
-    m_broker = std::make_unique<AsyncBroker>(
-        server::makeBackendFactory(server::ServerSettings(m_options.connection)));
-    m_broker->setTimeout(m_options.brokerTimeoutMs);
 
     // The region is not known before the officer's row is read: the server takes an empty
     // region in the context as the officer's own, so one round trip serves both.
     const SessionUser probe(m_options.officerId, QString());
-    const BrokerReply reply = m_broker->call(makeReferenceDataRequest(probe));
+    const BrokerReply reply = m_active->call(makeReferenceDataRequest(probe));
     if (!reply.error.isEmpty())
         return fail(signOnFailure(reply.error));
 
@@ -176,7 +250,7 @@ bool ShellSession::signOn()
                            QStringLiteral(KORVA_VERSION_TEXT));
     m_user->loadRights(reply);
     m_reference = std::make_unique<ReferenceData>(reply, me->region, m_clock.today());
-    Broker *broker = m_broker.get();
+    Broker *broker = m_active;
     const UserContext *user = m_user.get();
     m_reference->setCustomerSearch([broker, user](const QString &text, int limit) {
         return searchCustomers(broker, user, text, limit);
@@ -199,7 +273,7 @@ void ShellSession::installServices()
 {
     modMessageTitle::setMessageTitle(applicationTitle());
     m_reporter = std::make_unique<DialogErrorReporter>(m_boxes);
-    m_platform.broker = m_broker.get();
+    m_platform.broker = m_active;
     m_platform.messages = m_boxes;
     m_platform.errors = m_reporter.get();
     m_platform.status = &m_status;
@@ -252,6 +326,15 @@ std::unique_ptr<ShellWindow> ShellSession::openWindow()
         if (target)
             target->showStatus(text);
     });
+#ifdef KORVA_HAVE_NETWORK
+    // The list itself is rebuilt only by a search: the officer is told, not the screen.
+    if (m_bus)
+        m_bus->listenForNotices(m_options.officerId, [target = QPointer<ShellWindow>(window.get())](
+                                                         const QString &) {
+            if (target)
+                target->showStatus(QStringLiteral("New assignment received - Search to refresh"));
+        });
+#endif
     return window;
 }
 

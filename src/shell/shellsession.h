@@ -12,6 +12,8 @@
 namespace korva {
 
 class AsyncBroker;
+class Broker;
+class NatsBroker;
 class BrokerCodeList;
 class BrokerFormServices;
 class HunspellSpellChecking;
@@ -44,6 +46,9 @@ public:
     // Makes the demo database when the SQLite file does not exist yet, or when asked to.
     bool prepareDatabase();
     bool createdDemo() const { return m_createdDemo; }
+    // Networked only, before signOn(): proves the officer's password to the service and keeps
+    // the session it gives. The refusal in the user's words, or an empty text when signed on.
+    QString signOnWithPassword(int officer, const QString &password);
     // Starts the broker, reads the officer and the reference data, installs the platform.
     bool signOn();
     bool isSignedOn() const { return m_signedOn; }
@@ -89,6 +94,8 @@ private:
     ShellHostServices m_host;
     // Declared in the order they must be made; they end in reverse (the broker last).
     std::unique_ptr<AsyncBroker> m_broker;
+    std::unique_ptr<NatsBroker> m_bus;
+    Broker *m_active = nullptr; // whichever of the two serves this session
     std::unique_ptr<SessionUser> m_user;
     std::unique_ptr<ReferenceData> m_reference;
     std::unique_ptr<BrokerCodeList> m_codes;

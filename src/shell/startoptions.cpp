@@ -58,14 +58,19 @@ StartCommandLine::StartCommandLine()
                    QStringLiteral("Save a picture of the window to <file> once the list has "
                                   "loaded, then quit."),
                    QStringLiteral("file"))
+    , m_broker(QStringLiteral("broker"),
+               QStringLiteral("Use the networked broker service on the message bus at <url> "
+                              "(nats://host:4222) and sign on with a password, instead of a "
+                              "database of this desk's own (default: settings)."),
+               QStringLiteral("url"))
     , m_help({QStringLiteral("h"), QStringLiteral("help")},
              QStringLiteral("Show this help and quit."))
     , m_version(QStringLiteral("version"), QStringLiteral("Show the version and quit."))
 {
     m_parser.setApplicationDescription(
         QStringLiteral("Korva Assignments: list, create and act on assignments."));
-    m_parser.addOptions(
-        {m_officer, m_database, m_demo, m_demoSize, m_timeout, m_screenshot, m_help, m_version});
+    m_parser.addOptions({m_officer, m_database, m_demo, m_demoSize, m_timeout, m_screenshot,
+                         m_broker, m_help, m_version});
 }
 
 QString StartCommandLine::helpText() const
@@ -143,6 +148,19 @@ bool StartCommandLine::parse(const QStringList &arguments, const QSettings &sett
                             .arg(timeout));
         m_options.brokerTimeoutMs = int(*ms);
     }
+
+    m_options.broker = pick(m_broker, SettingsKey::BrokerUrl).trimmed();
+    if (m_parser.isSet(m_broker) && !m_options.broker.startsWith(u"nats://") &&
+        !m_options.broker.startsWith(u"tls://"))
+        return fail(QStringLiteral("--broker needs a nats://host:port address, not \"%1\".")
+                        .arg(m_options.broker));
+    m_options.brokerSubject = settings.value(key(SettingsKey::BrokerSubject)).toString();
+    m_options.brokerCaFile = settings.value(key(SettingsKey::BrokerCaFile)).toString();
+    m_options.brokerCertFile = settings.value(key(SettingsKey::BrokerCertFile)).toString();
+    m_options.brokerKeyFile = settings.value(key(SettingsKey::BrokerKeyFile)).toString();
+    if (m_options.networked() && (m_parser.isSet(m_demo) || m_parser.isSet(m_database)))
+        return fail(QStringLiteral("--broker signs on to a service: --db and --demo are for a "
+                                   "desk's own database."));
 
     m_options.rebuildDemo = m_parser.isSet(m_demo);
     m_options.screenshot = m_parser.value(m_screenshot);

@@ -18,6 +18,15 @@ struct StartOptions {
     bool rebuildDemo = false;     // replace the database's data by fresh demo data
     int brokerTimeoutMs = 30000;
     QString screenshot; // grab the window to this file once the list is in, then quit
+    // The networked service's bus (nats://host:4222); empty for the embedded broker over
+    // `connection`. With it the desk holds no database and signs on with a password.
+    QString broker;
+    QString brokerSubject; // empty: the service's usual subject
+    QString brokerCaFile;  // TLS to the bus, from the settings
+    QString brokerCertFile;
+    QString brokerKeyFile;
+
+    bool networked() const { return !broker.isEmpty(); }
 
     // An SQLite file in the user's data folder.
     static QString defaultConnection();
@@ -47,6 +56,7 @@ private:
     QCommandLineOption m_demoSize;
     QCommandLineOption m_timeout;
     QCommandLineOption m_screenshot;
+    QCommandLineOption m_broker;
     QCommandLineOption m_help;
     QCommandLineOption m_version;
     StartOptions m_options;
@@ -59,6 +69,11 @@ inline constexpr auto Officer = "signon/officer";
 inline constexpr auto Database = "database/connection";
 inline constexpr auto DemoSize = "database/demoSize";
 inline constexpr auto BrokerTimeout = "broker/timeoutMs";
+inline constexpr auto BrokerUrl = "broker/url";
+inline constexpr auto BrokerSubject = "broker/subject";
+inline constexpr auto BrokerCaFile = "broker/tlsCaFile";
+inline constexpr auto BrokerCertFile = "broker/tlsCertFile";
+inline constexpr auto BrokerKeyFile = "broker/tlsKeyFile";
 } // namespace SettingsKey
 
 } // namespace korva
