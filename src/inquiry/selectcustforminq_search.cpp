@@ -105,6 +105,11 @@ void KORVA_SelectCustFormInq::mZelbMessage_DataReady(const QString &identity)
                 platform().pointer->setBusy();
             if (!own)
                 raiseQuiet();
+            // The answer to a question asked before the latest one (another type, another
+            // customer) would list the wrong forms under the latest status text.
+            const BrokerReply *reply = mZelbMessage->reply(MessageID);
+            if (reply && !m_readBack.isEmpty() && reply->tag != m_readBack)
+                raiseQuiet();
             const QString error = ReplyCheck(
                 MessageID, QStringLiteral("KORVA_SelectCustFormInq.mZelbMessage_DataReady"),
                 *mZelbMessage);

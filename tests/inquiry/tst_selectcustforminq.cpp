@@ -167,6 +167,16 @@ private slots:
         QCOMPARE(f.formRequests().size(), 2);
         QCOMPARE(f.formRequests().last().keyValue(u"REF_TYP_CD"), QStringLiteral("PKG"));
         QVERIFY(f.tp.boxes.shown.isEmpty());
+
+        // The citations' late answer is not listed as parking citations; the latest one is.
+        const int citations = int(f.sent().size()) - 2;
+        f.tp.fakeBroker.replyGood({threeForms()}, citations);
+        QCOMPARE(f.inq.grid()->rowCount(), 0);
+        QVERIFY(f.tp.statusBar.last().startsWith(u"Requesting PARKING CITATION"));
+        f.tp.fakeBroker.replyGood({threeForms()});
+        QCOMPARE(f.inq.grid()->rowCount(), 3);
+        QCOMPARE(f.tp.statusBar.last(),
+                 QStringLiteral("Displaying PARKING CITATIONs for ") + kAcme);
     }
 
     void withoutATypeOrACustomerNothingIsSent()
