@@ -1,0 +1,113 @@
+// The sign-on dialog driven through its widgets: a refusal keeps it open with the reason and
+// an empty password field; a good password closes it with SendOK.
+#include "shell/signondialog.h"
+#include "shell/startoptions.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace korva;
+
+class TestSignOnDialog : public QObject {
+    Q_OBJECT
+private slots:
+    void refusalKeepsTheDialogOpenAndAGoodPasswordClosesIt();
+    void cancelSaysSo();
+    void brokerOptionExcludesALocalDatabase_data();
+    void brokerOptionExcludesALocalDatabase();
+};
+
+void TestSignOnDialog::refusalKeepsTheDialogOpenAndAGoodPasswordClosesIt()
+{
+    QList<std::pair<int, QString>> tries;
+    SignOnDialog dialog(
+        1001, QStringLiteral("nats://bus:4222"), [&tries](int officer, const QString &password) {
+            tries.append({officer, password});
+            return password == u"right one" ? QString() : QStringLiteral("Not right.");
+        });
+    QSignalSpy ok(&dialog, &SignOnDialog::SendOK);
+    dialog.show();
+    auto *officer = dialog.findChild<QLineEdit *>(QStringLiteral("txtOfficer"));
+    auto *password = dialog.findChild<QLineEdit *>(QStringLiteral("txtPassword"));
+    auto *button = dialog.findChild<QPushButton *>(QStringLiteral("cmdOK"));
+    QVERIFY(officer && password && button);
+    QVERIFY(!button->isEnabled()); // nothing to try without a password
+
+    officer->clear();
+    QTest::keyClicks(officer, QStringLiteral("1002"));
+    QTest::keyClicks(password, QStringLiteral("wrong"));
+    QTest::mouseClick(button, Qt::LeftButton);
+    QCOMPARE(dialog.findChild<QLabel *>(QStringLiteral("lblProblem"))->text(),
+             QStringLiteral("Not right."));
+    QVERIFY(password->text().isEmpty());
+    QVERIFY(dialog.isVisible());
+    QCOMPARE(ok.count(), 0);
+
+    QTest::keyClicks(password, QStringLiteral("right one"));
+    QTest::keyClick(password, Qt::Key_Return);
+    QCOMPARE(ok.count(), 1);
+    QCOMPARE(dialog.result(), int(QDialog::Accepted));
+    QCOMPARE(tries, (QList<std::pair<int, QString>>{{1002, QStringLiteral("wrong")},
+                                                    {1002, QStringLiteral("right one")}}));
+}
+
+void TestSignOnDialog::cancelSaysSo()
+{
+    bool tried = false;
+    SignOnDialog dialog(1001, QString(), [&tried](int, const QString &) {
+        tried = true;
+        return QString();
+    });
+    QSignalSpy cancel(&dialog, &SignOnDialog::SendCancel);
+    dialog.show();
+    QTest::mouseClick(dialog.findChild<QPushButton *>(QStringLiteral("cmdCancel")), Qt::LeftButton);
+    QCOMPARE(cancel.count(), 1);
+    QVERIFY(!tried);
+    QCOMPARE(dialog.result(), int(QDialog::Rejected));
+}
+
+void TestSignOnDialog::brokerOptionExcludesALocalDatabase_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<QString>("broker");
+    QTest::newRow("bus") << QStringList{QStringLiteral("--broker"),
+                                        QStringLiteral("nats://bus:4222")}
+                         << true << QStringLiteral("nats://bus:4222");
+    QTest::newRow("tls bus") << QStringList{QStringLiteral("--broker"),
+                                            QStringLiteral("tls://bus:4222")}
+                             << true << QStringLiteral("tls://bus:4222");
+    QTest::newRow("not a bus") << QStringList{QStringLiteral("--broker"),
+                                              QStringLiteral("http://bus")}
+                               << false << QString();
+    QTest::newRow("with a database")
+        << QStringList{QStringLiteral("--broker"), QStringLiteral("nats://bus:4222"),
+                       QStringLiteral("--db"), QStringLiteral("/tmp/x.db")}
+        << false << QString();
+    QTest::newRow("embedded") << QStringList{} << true << QString();
+}
+
+void TestSignOnDialog::brokerOptionExcludesALocalDatabase()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(bool, accepted);
+    QFETCH(QString, broker);
+    QTemporaryDir dir;
+    const QSettings settings(dir.filePath(QStringLiteral("s.ini")), QSettings::IniFormat);
+    StartCommandLine commandLine;
+    QCOMPARE(commandLine.parse(QStringList{QStringLiteral("korva")} + arguments, settings),
+             accepted);
+    if (accepted) {
+        QCOMPARE(commandLine.options().broker, broker);
+        QCOMPARE(commandLine.options().networked(), !broker.isEmpty());
+    }
+}
+
+QTEST_MAIN(TestSignOnDialog)
+#include "tst_signondialog.moc"
