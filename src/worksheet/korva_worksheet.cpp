@@ -1,5 +1,7 @@
 #include "korva_worksheet.h"
 
+#include "common/modassignmaint.h"
+
 #include "platform/errors.h"
 #include "platform/platform.h"
 
@@ -142,8 +144,11 @@ void KORVA_WorkSheet::setOfficer(int label, const QString &id)
     QString name;
     bool ok = false;
     const int number = id.trimmed().toInt(&ok);
-    if (ok && platform().lookups)
-        name = platform().lookups->officerName(number);
+    // Officers are shown as everywhere else in the component, by its own name rule.
+    if (ok && platform().lookups) {
+        if (const std::optional<OfficerInfo> o = platform().lookups->officer(number))
+            name = modAssignMaint::ProperName(o->lastName, o->firstName, o->middleName, QString());
+    }
     mLblOfficerName[label - 7]->setText(name);
 }
 

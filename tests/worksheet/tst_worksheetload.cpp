@@ -104,7 +104,7 @@ void TestWorksheetLoad::statusTableSetsTheControls()
     for (int i = 7; i <= 10; ++i)
         QCOMPARE(f.label(i)->text(), i == officerLabel ? QStringLiteral("1001") : QString());
     if (officerLabel > 0)
-        QCOMPARE(f.sheet->mLblOfficerName[officerLabel - 7]->text(), QStringLiteral("DOE, JANE Q"));
+        QCOMPARE(f.sheet->mLblOfficerName[officerLabel - 7]->text(), QStringLiteral("DOE, JANE Q."));
     QCOMPARE(f.sheet->statusCode(), status.trimmed().toUpper());
     // After the reply a worksheet opened for reading can no longer be saved.
     const bool saveBefore = f.button(0)->isEnabled();
