@@ -5,6 +5,8 @@
 
 #include <QJsonArray>
 
+#include <cmath>
+
 namespace korva::wire {
 
 namespace {
@@ -37,8 +39,15 @@ QVariant cellFromJson(const QJsonValue &v, FieldType type)
 {
     if (v.isNull() || v.isUndefined())
         return {};
-    if (type == FieldType::Integer && v.isDouble())
-        return qlonglong(v.toDouble());
+    if (type == FieldType::Integer && v.isDouble()) {
+        // A JSON number is a double: only whole values that a double holds exactly convert
+        // to an integer without loss (and without undefined behaviour for huge ones).
+        const double d = v.toDouble();
+        constexpr double kExact = 9007199254740992.0; // 2^53
+        if (!(d >= -kExact && d <= kExact) || d != std::trunc(d))
+            malformed(QStringLiteral("%1 is not a whole number").arg(d));
+        return qlonglong(d);
+    }
     if (v.isString()) {
         // An empty text is a present value, never a null one.
         const QString s = v.toString();

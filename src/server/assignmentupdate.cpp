@@ -11,6 +11,9 @@
 #include <QHash>
 #include <QSet>
 
+#include <algorithm>
+#include <limits>
+
 namespace korva::server {
 
 namespace {
@@ -19,6 +22,16 @@ constexpr int kSubjectMax = 100;
 constexpr int kCommentMax = 2000;
 constexpr int kFormNumberMax = 20;
 constexpr int kCodeMax = 12;
+// One forward to a whole office is the largest update a desk sends; more rows than this is a
+// runaway client, refused before it holds the write lock for long.
+constexpr int kMaxRows = 500;
+// What any desk puts in an ASSIGNMENT row; anything else is a forgery that asks to set a
+// column the server keeps for itself (creator, history count, station).
+constexpr const char *kKnownFields[] = {
+    "ACTION",           "ASGNMT_NBR", "ASGNMT_TYP_CD", "ASGNMT_STTS_CD",  "OFCR_FRM_ID",
+    "OFCR_TO_ID",       "AGNCY_CD",   "TRP_ID",        "TRP_DIST_ID",     "EFCTV_DT",
+    "DUE_DT",           "EXPRTN_DT",  "CLSE_DT",       "ASGNMT_CMMT_TXT", "NTFY_IND",
+    "ASGNMT_SBJCT_TXT", "FORM_NBR",   "FORM_TYP_CD"};
 
 struct Addressee {
     std::optional<qint64> officer;
@@ -37,6 +50,7 @@ public:
 
     void apply(const UpdateRow &row)
     {
+        checkFields(row);
         const QString action = row.trimmed("ACTION").toUpper();
         if (action == u"ADD") {
             if (row.has("ASGNMT_NBR"))
@@ -51,6 +65,20 @@ public:
     }
 
 private:
+    static void checkFields(const UpdateRow &row)
+    {
+        for (const Field &f : row.recordSet().fields()) {
+            const QByteArray name = f.name.toLatin1();
+            if (!row.has(name.constData()))
+                continue;
+            const bool known = std::any_of(std::begin(kKnownFields), std::end(kKnownFields),
+                                           [&](const char *k) { return name == k; });
+            if (!known)
+                row.refuse(
+                    QStringLiteral("%1 is not a field an assignment update takes.").arg(f.name));
+        }
+    }
+
     // The sender named in a row must be the signed-on officer: nobody sends in another's name.
     void checkSender(const UpdateRow &row)
     {
@@ -247,7 +275,9 @@ private:
         const qint64 number = t.toLongLong(&ok);
         if (t.isEmpty())
             row.refuse(QStringLiteral("ASGNMT_NBR is required."));
-        if (!ok)
+        // The column is a 32-bit integer; a larger number would reach the database as a
+        // type error instead of a plain "not valid".
+        if (!ok || number <= 0 || number > std::numeric_limits<qint32>::max())
             row.refuse(
                 QStringLiteral("ASGNMT_NBR \"%1\" is not a valid assignment number.").arg(t));
         auto a = loadAssignment(m_db, number);
@@ -293,6 +323,8 @@ private:
                                           "can only be closed by the assignment creator."));
             a.status = status;
             a.closed = row.date("CLSE_DT").value_or(m_ctx.today);
+            if (a.closed > m_ctx.today)
+                row.refuse(QStringLiteral("The close date cannot be after today."));
             if (a.closed < a.assigned)
                 row.refuse(QStringLiteral("The close date must be on, or after, the assigned "
                                           "date."));
@@ -427,6 +459,11 @@ BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &req
         throw RequestError(QStringLiteral("The update carries no ASSIGNMENT record set."));
     if (rs->storageCount() == 0)
         throw RequestError(QStringLiteral("The ASSIGNMENT record set has no rows."));
+    if (rs->storageCount() > kMaxRows)
+        throw RequestError(QStringLiteral("The ASSIGNMENT record set carries %1 rows; one update "
+                                          "takes at most %2.")
+                               .arg(rs->storageCount())
+                               .arg(kMaxRows));
     Transaction tx(ctx.db);
     AssignmentUpdate update(ctx);
     for (int i = 0; i < rs->storageCount(); ++i)

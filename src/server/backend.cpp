@@ -81,8 +81,9 @@ Session ServerBackend::signedOn(const BrokerRequest &request)
     if (!officer)
         throw RequestError(
             QStringLiteral("The signed-on officer %1 is not known.").arg(s.officerId));
-    if (s.region.isEmpty())
-        s.region = officer->region;
+    // The region picks the assignment types and agencies whose rules apply; it is the
+    // officer's own on file, so naming another region in the context borrows nothing.
+    s.region = officer->region;
     return s;
 }
 

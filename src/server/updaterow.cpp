@@ -4,6 +4,9 @@
 
 #include <platform/datetext.h>
 
+#include <cmath>
+#include <limits>
+
 namespace korva::server {
 
 UpdateRow::UpdateRow(const RecordSet &rs, int storageIndex)
@@ -73,7 +76,8 @@ std::optional<qint64> UpdateRow::id(const char *field) const
         return std::nullopt;
     bool ok = false;
     const qint64 v = t.toLongLong(&ok);
-    if (!ok || v <= 0)
+    // Officer columns are 32-bit integers in both stores.
+    if (!ok || v <= 0 || v > std::numeric_limits<qint32>::max())
         refuse(QStringLiteral("%1 \"%2\" is not a valid officer number.")
                    .arg(QLatin1String(field), t));
     return v;
@@ -117,7 +121,8 @@ std::optional<double> UpdateRow::amount(const char *field) const
         return std::nullopt;
     bool ok = false;
     const double v = t.toDouble(&ok);
-    if (!ok || v < 0 || v >= 1e10)
+    // toDouble takes "nan" and "inf"; neither is an amount of money.
+    if (!ok || !std::isfinite(v) || v < 0 || v >= 1e10)
         refuse(QStringLiteral("%1 \"%2\" is not a valid amount.")
                    .arg(QLatin1String(field), trimmed(field)));
     return v;

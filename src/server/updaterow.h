@@ -17,6 +17,7 @@ public:
     UpdateRow(const RecordSet &rs, int storageIndex);
 
     int number() const { return m_index + 1; }
+    const RecordSet &recordSet() const { return m_rs; }
     bool has(const char *field) const;
     QString text(const char *field) const; // null when absent
     // The trimmed text, absent or empty both giving an empty text.
