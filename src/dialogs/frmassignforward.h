@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/recordset.h"
+#include "platform/textboxevents.h"
 
 #include <QDialog>
 #include <QString>
@@ -26,7 +27,7 @@ class KORVA_DTP;
 
 // Passes the assignment selected in the document's list on to officers, an agency or a
 // troop/district: one "ASSIGNMENT" update, the outcome told only by SendOK / SendCancel.
-class frmAssignForward : public QDialog {
+class frmAssignForward : public QDialog, private TextBoxEventSink {
     Q_OBJECT
 public:
     explicit frmAssignForward(QWidget *parent = nullptr);
@@ -65,13 +66,13 @@ private:
 
     // frmassignforward_input.cpp: typing, pasting and the dates.
     int textBoxIndex(const QObject *object) const;
-    void txtBox_MouseDown(int index, Qt::MouseButton button);
-    void txtBox_MouseUp(int index);
-    void txtBox_KeyDown(int index, int keyCode, int shift);
-    void txtBox_KeyUp(int index);
-    bool txtBox_KeyPress(int index, int &keyAscii); // false: the key is dropped
+    void txtBox_MouseDown(int index, Qt::MouseButton button) override;
+    void txtBox_MouseUp(int index) override;
+    void txtBox_KeyDown(int index, int keyCode, int shift) override;
+    void txtBox_KeyUp(int index) override;
+    bool txtBox_KeyPress(int index, int &keyAscii) override; // false: the key is dropped
     void txtBox_Change(int index);
-    void txtBox_LostFocus(int index);
+    void txtBox_LostFocus(int index) override;
     void SplitTroopDistrict();
     bool CheckTroopAndDistrict();
     void CheckDates(int index);

@@ -8,13 +8,9 @@
 #include "platform/keycodes.h"
 #include "platform/numbers.h"
 #include "platform/platform.h"
+#include "platform/textboxevents.h"
 
-#include <QContextMenuEvent>
-#include <QFocusEvent>
-#include <QKeyEvent>
 #include <QLineEdit>
-#include <QMenu>
-#include <QMouseEvent>
 #include <QPlainTextEdit>
 
 namespace korva {
@@ -27,26 +23,6 @@ void beep()
 {
     if (platform().beeper)
         platform().beeper->beep();
-}
-
-// The character a key press types, as its code; 0 for keys that type nothing. Shortcuts
-// (Ctrl+V and the like) and control characters other than backspace are not typing.
-int typedCharacter(const QKeyEvent *key)
-{
-    if (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
-        return 0;
-    const QString text = key->text();
-    if (text.size() != 1)
-        return 0;
-    const int code = text.at(0).unicode();
-    return code == 8 || (code >= 32 && code != 127) ? code : 0;
-}
-
-// Focus that goes to a popup (a context menu) or another window has not left the box.
-bool leftTheBox(const QEvent *event)
-{
-    const Qt::FocusReason reason = static_cast<const QFocusEvent *>(event)->reason();
-    return reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason;
 }
 
 QDate plusDays(const QDate &day, qint16 count)
@@ -68,55 +44,10 @@ int frmAssignForward::textBoxIndex(const QObject *object) const
 bool frmAssignForward::eventFilter(QObject *watched, QEvent *event)
 {
     const int box = textBoxIndex(watched);
-    if (box < 0)
-        return QDialog::eventFilter(watched, event);
-    switch (event->type()) {
-    case QEvent::MouseButtonPress:
-        txtBox_MouseDown(box, static_cast<QMouseEvent *>(event)->button());
-        break;
-    case QEvent::MouseButtonRelease:
-        txtBox_MouseUp(box);
-        break;
-    case QEvent::KeyPress: {
-        auto *key = static_cast<QKeyEvent *>(event);
-        const KeyStroke stroke = keyStroke(key);
-        txtBox_KeyDown(box, stroke.keyCode, stroke.shift);
-        int code = typedCharacter(key);
-        if (code == 0)
-            break;
-        const int typed = code;
-        if (!txtBox_KeyPress(box, code))
-            return true;
-        if (code != typed) {
-            txtBox[box]->insert(QString(QChar(code)));
-            return true;
-        }
-        break;
-    }
-    case QEvent::KeyRelease:
-        txtBox_KeyUp(box);
-        break;
-    case QEvent::FocusOut:
-        if (leftTheBox(event))
-            txtBox_LostFocus(box);
-        break;
-    case QEvent::ContextMenu: {
-        if (box == kCommentBox)
-            break;
-        // The right button's release goes to the menu, not the box: the mouse-up that ends
-        // a right-button paste is taken from the menu's end, after any paste chosen in it.
-        QMenu *menu = txtBox[box]->createStandardContextMenu();
-        menu->setAttribute(Qt::WA_DeleteOnClose);
-        connect(menu, &QMenu::aboutToHide, this, [this, box] {
-            QMetaObject::invokeMethod(
-                this, [this, box] { txtBox_MouseUp(box); }, Qt::QueuedConnection);
-        });
-        menu->popup(static_cast<QContextMenuEvent *>(event)->globalPos());
+    // The comment is not watched for a paste: it keeps its own menu.
+    if (box >= 0 &&
+        raiseTextBoxEvent(*this, box, box == kCommentBox ? nullptr : txtBox[box], event, this))
         return true;
-    }
-    default:
-        break;
-    }
     return QDialog::eventFilter(watched, event);
 }
 

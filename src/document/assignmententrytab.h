@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/recordset.h"
+#include "platform/textboxevents.h"
 
 #include <QDate>
 #include <QString>
@@ -26,7 +27,7 @@ class KORVA_DTP;
 // that run while the user fills it. The document owns it and reaches it only through the
 // operations below; its procedures report under the document's source texts
 // ("KORVA_AssignMaint.CheckEdits", ...), since to the user they are the document's.
-class AssignmentEntryTab : public QWidget {
+class AssignmentEntryTab : public QWidget, private TextBoxEventSink {
     Q_OBJECT
 public:
     explicit AssignmentEntryTab(QWidget *parent = nullptr);
@@ -100,14 +101,13 @@ private:
     // Text boxes (assignmententrytab_input.cpp).
     int textBoxIndex(const QObject *object) const; // -1 when not a text box of this tab
     int comboIndex(const QObject *object) const;
-    void showContextMenu(int index, const QPoint &globalPos);
-    void txtBox_MouseDown(int index, Qt::MouseButton button);
-    void txtBox_MouseUp(int index);
-    void txtBox_KeyDown(int index, int keyCode, int shift);
-    void txtBox_KeyUp(int index);
-    bool txtBox_KeyPress(int index, int &keyAscii); // false: the key is dropped
+    void txtBox_MouseDown(int index, Qt::MouseButton button) override;
+    void txtBox_MouseUp(int index) override;
+    void txtBox_KeyDown(int index, int keyCode, int shift) override;
+    void txtBox_KeyUp(int index) override;
+    bool txtBox_KeyPress(int index, int &keyAscii) override; // false: the key is dropped
     void txtBox_Change(int index);
-    void txtBox_LostFocus(int index);
+    void txtBox_LostFocus(int index) override;
     QString boxText(int index) const;
 
     // Checks (assignmententrytab_checks.cpp).

@@ -8,13 +8,9 @@
 #include "platform/keycodes.h"
 #include "platform/numbers.h"
 #include "platform/platform.h"
+#include "platform/textboxevents.h"
 
-#include <QContextMenuEvent>
-#include <QFocusEvent>
-#include <QKeyEvent>
 #include <QLineEdit>
-#include <QMenu>
-#include <QMouseEvent>
 #include <QPlainTextEdit>
 
 namespace korva {
@@ -25,27 +21,6 @@ void beep()
 {
     if (platform().beeper)
         platform().beeper->beep();
-}
-
-// Focus that goes to a popup (a context menu, a combo's list) or another window has not
-// left the control.
-bool leftTheControl(const QEvent *event)
-{
-    const Qt::FocusReason reason = static_cast<const QFocusEvent *>(event)->reason();
-    return reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason;
-}
-
-// The character a key press types, as its code; 0 for keys that type nothing. Shortcuts
-// (Ctrl+V and the like) and control characters other than backspace are not typing.
-int typedCharacter(const QKeyEvent *key)
-{
-    if (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
-        return 0;
-    const QString text = key->text();
-    if (text.size() != 1)
-        return 0;
-    const int code = text.at(0).unicode();
-    return code == 8 || (code >= 32 && code != 127) ? code : 0;
 }
 
 } // namespace
@@ -74,63 +49,15 @@ int AssignmentEntryTab::comboIndex(const QObject *object) const
 bool AssignmentEntryTab::eventFilter(QObject *watched, QEvent *event)
 {
     const int box = textBoxIndex(watched);
-    if (box >= 0) {
-        switch (event->type()) {
-        case QEvent::MouseButtonPress:
-            txtBox_MouseDown(box, static_cast<QMouseEvent *>(event)->button());
-            break;
-        case QEvent::MouseButtonRelease:
-            txtBox_MouseUp(box);
-            break;
-        case QEvent::KeyPress: {
-            auto *key = static_cast<QKeyEvent *>(event);
-            const KeyStroke stroke = keyStroke(key);
-            txtBox_KeyDown(box, stroke.keyCode, stroke.shift);
-            int code = typedCharacter(key);
-            if (code == 0)
-                break;
-            const int typed = code;
-            if (!txtBox_KeyPress(box, code))
-                return true;
-            if (code != typed) {
-                txtBox[box]->insert(QString(QChar(code)));
-                return true;
-            }
-            break;
-        }
-        case QEvent::KeyRelease:
-            txtBox_KeyUp(box);
-            break;
-        case QEvent::FocusOut:
-            if (leftTheControl(event))
-                txtBox_LostFocus(box);
-            break;
-        case QEvent::ContextMenu:
-            if (box == 3)
-                break; // the comment is not guarded: its own menu serves
-            showContextMenu(box, static_cast<QContextMenuEvent *>(event)->globalPos());
-            return true;
-        default:
-            break;
-        }
-    }
+    // The comment is not guarded against a paste: it keeps its own menu.
+    if (box >= 0 && raiseTextBoxEvent(*this, box, box == 3 ? nullptr : txtBox[box], event, this))
+        return true;
     const int combo = comboIndex(watched);
     if (combo >= 0 && event->type() == QEvent::FocusOut && leftTheControl(event)) {
         cboFTBox_Validate(combo);
         cboFTBox_LostFocus(combo);
     }
     return QWidget::eventFilter(watched, event);
-}
-
-// The box's own menu, but the release of the right button goes to the menu, not the box:
-// the mouse-up that ends a right-button paste is taken from the menu's end instead, after
-// any paste chosen in it.
-void AssignmentEntryTab::showContextMenu(int index, const QPoint &globalPos)
-{
-    QMenu *menu = txtBox[index]->createStandardContextMenu();
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    connect(menu, &QObject::destroyed, this, [this, index] { txtBox_MouseUp(index); });
-    menu->popup(globalPos);
 }
 
 void AssignmentEntryTab::txtBox_MouseDown(int index, Qt::MouseButton button)
