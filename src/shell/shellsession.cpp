@@ -169,6 +169,8 @@ QString ShellSession::signOnWithPassword(int officer, const QString &password)
             bus.caFile = m_options.brokerCaFile;
             bus.certFile = m_options.brokerCertFile;
             bus.keyFile = m_options.brokerKeyFile;
+            bus.user = m_options.brokerUser;
+            bus.password = m_options.brokerPassword;
             bus.name = QStringLiteral("korva desk");
             m_bus = std::make_unique<NatsBroker>(bus);
             m_bus->setTimeout(m_options.brokerTimeoutMs);

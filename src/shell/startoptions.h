@@ -25,6 +25,8 @@ struct StartOptions {
     QString brokerCaFile;  // TLS to the bus, from the settings
     QString brokerCertFile;
     QString brokerKeyFile;
+    QString brokerUser; // the desks' account on the bus, when it asks for one
+    QString brokerPassword;
 
     bool networked() const { return !broker.isEmpty(); }
 
@@ -74,6 +76,8 @@ inline constexpr auto BrokerSubject = "broker/subject";
 inline constexpr auto BrokerCaFile = "broker/tlsCaFile";
 inline constexpr auto BrokerCertFile = "broker/tlsCertFile";
 inline constexpr auto BrokerKeyFile = "broker/tlsKeyFile";
+inline constexpr auto BrokerUser = "broker/user";
+inline constexpr auto BrokerPassword = "broker/password";
 } // namespace SettingsKey
 
 } // namespace korva
