@@ -7,6 +7,7 @@
 #include "lookups.h"
 #include "server.h"
 #include "servererror.h"
+#include "updaterow.h"
 
 #include <platform/errors.h>
 
@@ -124,6 +125,7 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
     if (!handler)
         throw RequestError(QStringLiteral("The request kind %1 is not one the server answers.")
                                .arg(request.kind()));
+    checkRequestSize(request, m_settings.maxRequestChars);
     m_db->open();
     const QDate today = m_settings.today.isValid() ? m_settings.today : QDate::currentDate();
     HandlerContext ctx{*m_db, *m_codes, {}, today, QDateTime::currentDateTime()};

@@ -56,6 +56,9 @@ BulkInsert::BulkInsert(Database &db, const char *table, const char *columns, int
     const QString head = QStringLiteral("INSERT INTO %1 (%2) VALUES ")
                              .arg(QLatin1String(table), QLatin1String(columns));
     m_single = head + one;
+    db.pauseStatementTimer();
+    if (db.dialect() == Dialect::Postgres)
+        db.execute(QStringLiteral("SET statement_timeout = 0"));
     if (db.dialect() == Dialect::Sqlite) {
         sqlite3 *h = sqliteOf(db);
         if (!h ||
@@ -84,6 +87,7 @@ void BulkInsert::add(std::initializer_list<QVariant> row)
     Q_ASSERT(int(row.size()) == m_columns);
     ++m_count;
     if (m_stmt) {
+        m_db.pauseStatementTimer();
         int i = 0;
         for (const QVariant &v : row)
             bind(m_stmt, ++i, v);

@@ -2,6 +2,7 @@
 
 #include "serversettings.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -27,6 +28,7 @@ public:
     bool isOpen() const { return m_open; }
     Dialect dialect() const { return m_spec.dialect; }
     const ConnectionSpec &connectionInfo() const { return m_spec; }
+    const ServerSettings &settings() const { return m_settings; }
     QSqlDatabase handle() const;
     const QString &connectionName() const { return m_name; }
 
@@ -54,6 +56,15 @@ public:
 
 private:
     void openConnection();
+    void armStatementTimer();
+    static int sqliteProgress(void *self);
+
+public:
+    // Bulk loading steps its own statements for minutes; it is not a request and runs
+    // without the statement time-out.
+    void pauseStatementTimer() { m_statementTimer.invalidate(); }
+
+private:
     void checkError(const QSqlError &error, const QString &what);
 
     ServerSettings m_settings;
@@ -62,6 +73,7 @@ private:
     bool m_open = false;
     bool m_inTransaction = false;
     QHash<QString, QSqlQuery> m_statements;
+    QElapsedTimer m_statementTimer; // SQLite's statement time-out; PostgreSQL keeps its own
 };
 
 // Rolls back unless committed; one per request that writes.

@@ -140,6 +140,8 @@ QString composeListQuery(ListQuery::Direction direction, ListQuery::Status statu
     return sql;
 }
 
+QString limitedListText(ListQuery::Direction direction, ListQuery::Status status);
+
 } // namespace
 
 QString listQueryText(ListQuery::Direction direction, ListQuery::Status status)
@@ -153,6 +155,22 @@ QString listQueryText(ListQuery::Direction direction, ListQuery::Status status)
                                          composeListQuery(ListQuery::Sent, ListQuery::Closed)}};
     return texts[direction][status];
 }
+
+namespace {
+
+QString limitedListText(ListQuery::Direction direction, ListQuery::Status status)
+{
+    static const QString texts[2][3] = {
+        {listQueryText(ListQuery::Received, ListQuery::Any) + QStringLiteral(" LIMIT ?"),
+         listQueryText(ListQuery::Received, ListQuery::Open) + QStringLiteral(" LIMIT ?"),
+         listQueryText(ListQuery::Received, ListQuery::Closed) + QStringLiteral(" LIMIT ?")},
+        {listQueryText(ListQuery::Sent, ListQuery::Any) + QStringLiteral(" LIMIT ?"),
+         listQueryText(ListQuery::Sent, ListQuery::Open) + QStringLiteral(" LIMIT ?"),
+         listQueryText(ListQuery::Sent, ListQuery::Closed) + QStringLiteral(" LIMIT ?")}};
+    return texts[direction][status];
+}
+
+} // namespace
 
 std::span<const Column> listColumns()
 {
@@ -196,12 +214,18 @@ BrokerReply handleQuery(HandlerContext &ctx, const BrokerRequest &request)
     const ListQuery q = ListQuery::fromRequest(request);
     if (q.officer != ctx.session.officerId && !findOfficer(ctx.db, q.officer))
         throw RequestError(QStringLiteral("Officer %1 is not known.").arg(q.officer));
-    QSqlQuery &sql =
-        ctx.db.run(listQueryText(q.direction, q.status), {q.officer, dbDate(q.from), dbDate(q.to)});
+    // One row past the cap tells a result that fits from one that was cut short.
+    const int cap = ctx.db.settings().maxListRows;
+    QSqlQuery &sql = ctx.db.run(limitedListText(q.direction, q.status),
+                                {q.officer, dbDate(q.from), dbDate(q.to), cap + 1});
     static const QList<Field> fields = fieldsOf(kListColumns);
+    RecordSetPtr rows = readRecordSet(sql, QStringLiteral("ASSIGNMENT"), kListColumns, fields);
+    if (rows->storageCount() > cap)
+        throw RequestError(QStringLiteral("More than %1 assignments match; please narrow your "
+                                          "search (a shorter date range or a status).")
+                               .arg(cap));
     BrokerReply reply = BrokerReply::success(request);
-    reply.recordSets.insert(QStringLiteral("ASSIGNMENT"),
-                            readRecordSet(sql, QStringLiteral("ASSIGNMENT"), kListColumns, fields));
+    reply.recordSets.insert(QStringLiteral("ASSIGNMENT"), rows);
     return reply;
 }
 

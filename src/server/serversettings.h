@@ -28,6 +28,14 @@ struct ServerSettings {
     // How long a write waits for a lock that another connection holds before it gives up.
     int busyTimeoutMs = 5000;
     int connectTimeoutSec = 5;
+    // A statement running longer than this is stopped and the request refused, so that one
+    // runaway search cannot hold a connection (or, on PostgreSQL, a half-open socket) for good.
+    int statementTimeoutMs = 30000;
+    // The list's reply holds at most this many rows; the heaviest officer's full range is
+    // about half of it. A larger result is refused with a text asking to narrow the search.
+    int maxListRows = 100000;
+    // The text a request may carry in all its keys and record-set cells together.
+    qint64 maxRequestChars = 2000000;
     // An SQLite file that does not exist yet is created and migrated on first use.
     bool createIfMissing = true;
     // The day the handlers take as today; null for the real one. Tests fix it, so that their

@@ -128,4 +128,23 @@ std::optional<double> UpdateRow::amount(const char *field) const
     return v;
 }
 
+void checkRequestSize(const BrokerRequest &request, qint64 maxChars)
+{
+    qint64 size = request.context().size();
+    for (const RequestParameter &p : request.parameters())
+        size += p.name.size() + p.value.size();
+    for (const auto &[name, rs] : request.recordSets()) {
+        if (!rs)
+            continue;
+        for (int r = 0; r < rs->storageCount() && size <= maxChars; ++r) {
+            for (const QVariant &v : rs->storageRow(r))
+                size += v.typeId() == QMetaType::QString ? v.toString().size() : 8;
+        }
+    }
+    if (size > maxChars)
+        throw RequestError(QStringLiteral("The request is larger than the %1 characters the "
+                                          "server takes in one request.")
+                               .arg(maxChars));
+}
+
 } // namespace korva::server

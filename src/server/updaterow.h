@@ -1,5 +1,6 @@
 #pragma once
 
+#include <platform/broker.h>
 #include <platform/recordset.h>
 
 #include <QDate>
@@ -40,5 +41,9 @@ private:
     const RecordSet &m_rs;
     int m_index;
 };
+
+// Refuses a request whose keys and record-set cells hold more than `maxChars` characters in
+// all, before any handler reads it.
+void checkRequestSize(const BrokerRequest &request, qint64 maxChars);
 
 } // namespace korva::server

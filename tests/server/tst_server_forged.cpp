@@ -3,6 +3,8 @@
 // exactly as it was.
 #include "serverfixture.h"
 
+#include <server/servererror.h>
+
 #include <platform/errors.h>
 #include <platform/wire.h>
 
@@ -381,6 +383,23 @@ std::vector<Forgery> forgeries()
                      return send(r);
                  },
                  QStringLiteral("carries 1001 rows; one update takes at most 500.")});
+    f.push_back({"more text than a request may carry",
+                 [] {
+                     // Each comment is within its own limit; together they are not.
+                     auto rs = updateRows("ASSIGNMENT", {});
+                     const Row row =
+                         with(newAssignment(kDemo, kHeavy), "ASGNMT_CMMT_TXT", repeated(2000));
+                     for (int i = 0; i < 1001; ++i) {
+                         rs->addNew();
+                         for (const auto &[field, value] : row)
+                             rs->setValue(QString::fromLatin1(field), value);
+                         rs->update();
+                     }
+                     BrokerRequest r = request(RequestKind::AssignmentUpdate, contextOf(kDemo));
+                     r.addRecordSet(QStringLiteral("ASSIGNMENT"), rs);
+                     return send(r);
+                 },
+                 QStringLiteral("The request is larger than the 2000000 characters")});
     f.push_back({"an unknown field",
                  [] {
                      return update(kDemo, {with(newAssignment(kDemo, kHeavy), "OFCR_CRTR_ID",
@@ -545,6 +564,8 @@ private slots:
     void forgedRequestIsRefusedAndChangesNothing_data();
     void forgedRequestIsRefusedAndChangesNothing();
     void dumpSeesAnAcceptedChange();
+    void listOverItsCapAsksToNarrowTheSearch();
+    void runawayStatementIsStopped();
 };
 
 void TestServerForged::initTestCase()
@@ -607,6 +628,48 @@ void TestServerForged::dumpSeesAnAcceptedChange()
     QVERIFY(after.value(QStringLiteral("ASGNMT")) != before.value(QStringLiteral("ASGNMT")));
     QCOMPARE(after.value(QStringLiteral("ASGNMT_HIST")).size(),
              before.value(QStringLiteral("ASGNMT_HIST")).size() + 1);
+}
+
+void TestServerForged::listOverItsCapAsksToNarrowTheSearch()
+{
+    ServerSettings settings(currentConnection());
+    settings.maxListRows = 3;
+    const auto backend = makeBackend(settings);
+    auto list = [&](qint64 officer) {
+        BrokerRequest r = request(RequestKind::Query, contextOf(officer));
+        r.addParameter(RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), today(-1)));
+        r.addParameter(RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"), today()));
+        r.addParameter(
+            RequestParameter::key(QStringLiteral("OFCR_TO_ID"), QString::number(officer)));
+        return backend->handle(r.detached());
+    };
+    // The scene sent three assignments to 1003 today and one refund request per refund to 1001.
+    const BrokerReply three = list(kHeavy);
+    QCOMPARE(three.error, QString());
+    QCOMPARE(three.recordSet(QStringLiteral("ASSIGNMENT"))->count(), 3);
+    const BrokerReply more = list(kDemo);
+    QCOMPARE(more.error, QStringLiteral("More than 3 assignments match; please narrow your search "
+                                        "(a shorter date range or a status)."));
+}
+
+void TestServerForged::runawayStatementIsStopped()
+{
+    ServerSettings settings(currentConnection());
+    settings.statementTimeoutMs = 200;
+    Database db(settings, QStringLiteral("korva-forged-timeout"));
+    db.open();
+    const QString endless = QStringLiteral(
+        "WITH RECURSIVE C(X) AS (SELECT 1 UNION ALL SELECT X + 1 FROM C WHERE X < 2000000000) "
+        "SELECT COUNT(*) FROM C");
+    try {
+        db.scalar(endless);
+        QFAIL("the statement ran to its end");
+    } catch (const DatabaseError &e) {
+        QCOMPARE(e.text(), QStringLiteral("The request took longer than 0.2 seconds and was "
+                                          "stopped. Please narrow your search and try again."));
+    }
+    // The connection stays usable for the next request.
+    QVERIFY(db.scalar(QStringLiteral("SELECT COUNT(*) FROM OFFICER")).toLongLong() > 0);
 }
 
 KORVA_SERVER_TEST_MAIN(TestServerForged)
