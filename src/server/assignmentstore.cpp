@@ -4,6 +4,8 @@
 #include "lookups.h"
 #include "rows.h"
 
+#include <algorithm>
+
 namespace korva::server {
 
 namespace {
@@ -26,7 +28,12 @@ constexpr char kUpdateAssignment[] = R"sql(
 UPDATE ASGNMT SET ASGNMT_STTS_CD = ?, OFCR_FRM_ID = ?, OFCR_TO_ID = ?, AGNCY_CD = ?,
     TRP_ID = ?, TRP_DIST_ID = ?, EFCTV_DT = ?, DUE_DT = ?, EXPRTN_DT = ?, CLSE_DT = ?,
     ASGNMT_CMMT_TXT = ?, NTFY_IND = ?, HIST_CNT = ?, LST_UPDT_TS = ?
-WHERE ASGNMT_NBR = ?)sql";
+WHERE ASGNMT_NBR = ? AND HIST_CNT = ?)sql";
+
+constexpr char kLockCounterPg[] =
+    R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = 'ASGNMT_NBR' FOR UPDATE)sql";
+constexpr char kLockAssignmentPg[] =
+    R"sql(SELECT ASGNMT_NBR FROM ASGNMT WHERE ASGNMT_NBR = ? FOR UPDATE)sql";
 
 constexpr char kInsertHistory[] = R"sql(
 INSERT INTO ASGNMT_HIST (HIST_ID, ASGNMT_NBR, ACTION, LST_UPDT_TS, UPDT_BY_ID, ASGNMT_TYP_CD,
@@ -147,20 +154,35 @@ void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &
     db.run(QLatin1String(kInsertAssignment), values).finish();
 }
 
-void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now)
+bool updateAssignment(Database &db, const AssignmentRecord &a, int seenHistoryCount,
+                      const QDateTime &now)
 {
-    db.run(QLatin1String(kUpdateAssignment),
-           {a.status, id(a.fromOfficer), id(a.toOfficer), text(a.agency), text(a.troop),
-            text(a.district), dbDate(a.effective), dbDate(a.due), dbDate(a.expiration),
-            dbDate(a.closed), text(a.comment), text(a.notify), a.historyCount, dbTimestamp(now),
-            a.number})
-        .finish();
+    QSqlQuery &q = db.run(QLatin1String(kUpdateAssignment),
+                          {a.status, id(a.fromOfficer), id(a.toOfficer), text(a.agency),
+                           text(a.troop), text(a.district), dbDate(a.effective), dbDate(a.due),
+                           dbDate(a.expiration), dbDate(a.closed), text(a.comment), text(a.notify),
+                           a.historyCount, dbTimestamp(now), a.number, seenHistoryCount});
+    const int affected = q.numRowsAffected();
+    q.finish();
+    return affected == 1;
+}
+
+void lockForUpdate(Database &db, bool takesNewNumbers, QList<qint64> numbers)
+{
+    if (db.dialect() != Dialect::Postgres)
+        return;
+    if (takesNewNumbers)
+        db.run(QLatin1String(kLockCounterPg)).finish();
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    for (const qint64 n : std::as_const(numbers))
+        db.run(QLatin1String(kLockAssignmentPg), {n}).finish();
 }
 
 void insertHistory(Database &db, const AssignmentRecord &a, const QString &action, qint64 byOfficer,
                    const QDateTime &now)
 {
-    const qint64 hist = nextNumber(db, "HIST_ID");
+    const qint64 hist = nextHistoryId(db);
     const QVariantList values =
         QVariantList{hist, a.number, action, dbTimestamp(now), byOfficer} + snapshot(a);
     db.run(QLatin1String(kInsertHistory), values).finish();

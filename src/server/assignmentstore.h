@@ -43,7 +43,14 @@ bool isParty(const AssignmentRecord &a, qint64 officer);
 // request names; `officer`'s own when the creator is not on file.
 QString assignmentRegion(Database &db, const AssignmentRecord &a, qint64 officer);
 void insertAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now);
-void updateAssignment(Database &db, const AssignmentRecord &a, const QDateTime &now);
+// Writes the changed assignment only while its history count is still `seenHistoryCount`,
+// the one it was read with; false when another request changed it in between.
+bool updateAssignment(Database &db, const AssignmentRecord &a, int seenHistoryCount,
+                      const QDateTime &now);
+// On PostgreSQL, takes the row locks a request will need, always in the same order (the
+// assignment number counter, then the assignments by number), so that two requests touching
+// the same rows queue instead of deadlocking. SQLite has one writer at a time already.
+void lockForUpdate(Database &db, bool takesNewNumbers, QList<qint64> numbers);
 // The history entry of one change: the assignment as the change left it, who made the
 // change, and the change's name (ADD, FORWARD, REPLY, CLOSE, REOPEN).
 void insertHistory(Database &db, const AssignmentRecord &a, const QString &action, qint64 byOfficer,

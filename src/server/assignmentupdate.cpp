@@ -286,10 +286,14 @@ private:
         return *a;
     }
 
-    void write(AssignmentRecord &a, const char *action)
+    void write(const UpdateRow &row, AssignmentRecord &a, const char *action)
     {
+        const int seen = a.historyCount;
         a.historyCount += 1;
-        updateAssignment(m_db, a, m_ctx.now);
+        if (!updateAssignment(m_db, a, seen, m_ctx.now))
+            row.refuse(QStringLiteral("Assignment %1 was changed by someone else in the "
+                                      "meantime; refresh the list and try again.")
+                           .arg(a.number));
         insertHistory(m_db, a, QLatin1String(action), m_me, m_ctx.now);
     }
 
@@ -329,7 +333,7 @@ private:
                 row.refuse(QStringLiteral("The close date must be on, or after, the assigned "
                                           "date."));
             readComment(row, a);
-            write(a, "CLOSE");
+            write(row, a, "CLOSE");
         } else if (status == u"O") {
             requireParty(row, a, "reopen");
             if (a.status != u"C")
@@ -338,7 +342,7 @@ private:
             a.status = status;
             a.closed = QDate();
             readComment(row, a);
-            write(a, "REOPEN");
+            write(row, a, "REOPEN");
         } else {
             row.refuse(QStringLiteral("ASGNMT_STTS_CD \"%1\" is not a status an update sets "
                                       "(C closes, O reopens).")
@@ -360,7 +364,7 @@ private:
         readComment(row, a);
         a.fromOfficer = m_me;
         a.status = QStringLiteral("F");
-        write(a, "FORWARD");
+        write(row, a, "FORWARD");
         m_forwarded.insert(a.number, to.officer.has_value());
     }
 
@@ -394,7 +398,7 @@ private:
         a.agency = a.troop = a.district = QString();
         readComment(row, a);
         a.status = QStringLiteral("R");
-        write(a, "REPLY");
+        write(row, a, "REPLY");
     }
 
     // Further officers of a forward get their own assignment, carrying the original's type,
@@ -450,6 +454,23 @@ private:
     std::optional<bool> m_closer;
 };
 
+// Every row is read again after its lock is held, so the rules judge the assignment as it
+// is now, not as another request's commit left it a moment before.
+void lockRows(Database &db, const RecordSet &rs)
+{
+    bool adds = false;
+    QList<qint64> numbers;
+    for (int i = 0; i < rs.storageCount(); ++i) {
+        const UpdateRow row(rs, i);
+        adds = adds || row.trimmed("ACTION").compare(u"ADD", Qt::CaseInsensitive) == 0;
+        bool ok = false;
+        const qint64 n = row.trimmed("ASGNMT_NBR").toLongLong(&ok);
+        if (ok && n > 0 && n <= std::numeric_limits<qint32>::max())
+            numbers.append(n);
+    }
+    lockForUpdate(db, adds, numbers);
+}
+
 } // namespace
 
 BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &request)
@@ -465,6 +486,7 @@ BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &req
                                .arg(rs->storageCount())
                                .arg(kMaxRows));
     Transaction tx(ctx.db);
+    lockRows(ctx.db, *rs);
     AssignmentUpdate update(ctx);
     for (int i = 0; i < rs->storageCount(); ++i)
         update.apply(UpdateRow(*rs, i));

@@ -150,6 +150,7 @@ void Database::open()
         openConnection();
         m_open = true;
         migrate(*this);
+        catchUpSequences(*this);
     } catch (...) {
         close();
         throw;

@@ -23,6 +23,7 @@ constexpr char kSelectCustomer[] = R"sql(SELECT 1 FROM CUSTOMER WHERE CUST_ID = 
 constexpr char kBumpSequence[] =
     R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = NEXT_VAL + 1 WHERE SEQ_NM = ?)sql";
 constexpr char kReadSequence[] = R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = ?)sql";
+constexpr char kNextHistoryPg[] = R"sql(SELECT nextval('korva_hist_seq'))sql";
 
 QDate toDate(const QVariant &v)
 {
@@ -113,6 +114,13 @@ qint64 nextNumber(Database &db, const char *sequence)
         throw DatabaseError(QStringLiteral("The number sequence %1 is missing.").arg(name));
     // The counter holds the next free value; after the bump the one handed out is one less.
     return db.scalar(QLatin1String(kReadSequence), {name}).toLongLong() - 1;
+}
+
+qint64 nextHistoryId(Database &db)
+{
+    if (db.dialect() != Dialect::Postgres)
+        return nextNumber(db, "HIST_ID");
+    return db.scalar(QLatin1String(kNextHistoryPg)).toLongLong();
 }
 
 } // namespace korva::server

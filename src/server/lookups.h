@@ -44,5 +44,9 @@ std::optional<QString> referenceTypeForm(Database &db, const QString &region, co
                                          const QDate &on);
 // The next value of a named counter in KORVA_SEQ; must run inside a write transaction.
 qint64 nextNumber(Database &db, const char *sequence);
+// A history entry's id. PostgreSQL draws it from its own sequence, which no transaction holds,
+// so that changes to different assignments never wait for one another; SQLite has one writer
+// at a time and keeps the counter.
+qint64 nextHistoryId(Database &db);
 
 } // namespace korva::server

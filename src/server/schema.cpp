@@ -206,6 +206,25 @@ CREATE TABLE SIGNON_FAIL (
 CREATE INDEX SIGNON_FAIL_IX ON SIGNON_FAIL (SUBJ, FAIL_MS)
 )sql";
 
+// Version 5: the answers to update requests by their request keys, so that a request sent
+// again after a time-out is answered as the first time instead of being applied twice; and,
+// on PostgreSQL, a sequence for history ids that no transaction holds until its commit.
+constexpr char kSchemaV5[] = R"sql(
+CREATE TABLE KORVA_REQ (
+    REQ_KEY VARCHAR(200) NOT NULL PRIMARY KEY,
+    INSP_ID INTEGER NOT NULL,
+    KIND INTEGER NOT NULL,
+    RPLY_TXT TEXT NOT NULL,
+    DONE_MS BIGINT NOT NULL
+)
+)sql";
+constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
+constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
+constexpr char kCatchUpHistoryPg[] = R"sql(
+SELECT setval('korva_hist_seq', T.M) FROM (SELECT MAX(HIST_ID) AS M FROM ASGNMT_HIST) T
+WHERE T.M > (SELECT CASE WHEN is_called THEN last_value ELSE last_value - 1 END
+             FROM korva_hist_seq))sql";
+
 constexpr char kCreateVersionTable[] =
     R"sql(CREATE TABLE IF NOT EXISTS KORVA_SCHEMA (VERSION INTEGER NOT NULL))sql";
 constexpr char kSelectVersion[] = R"sql(SELECT MAX(VERSION) FROM KORVA_SCHEMA)sql";
@@ -213,10 +232,10 @@ constexpr char kInsertVersion[] = R"sql(INSERT INTO KORVA_SCHEMA (VERSION) VALUE
 constexpr char kLockVersionPg[] = R"sql(LOCK TABLE KORVA_SCHEMA IN EXCLUSIVE MODE)sql";
 
 // In dependency order, dependants first.
-const char *const kTables[] = {"SIGNON_FAIL", "KORVA_SESSION",   "OFFICER_PWD", "ASGNMT_HIST",
-                               "REFUND",      "ASGNMT",          "CUST_FORM",   "CUSTOMER",
-                               "TROOP",       "ZTB_ASGNMT_TYPE", "ZTB_CODE",    "USR_RGHT",
-                               "OFFICER",     "PRNT_TMPLT",      "KORVA_SEQ",   "KORVA_SCHEMA"};
+const char *const kTables[] = {
+    "KORVA_REQ", "SIGNON_FAIL", "KORVA_SESSION", "OFFICER_PWD", "ASGNMT_HIST",     "REFUND",
+    "ASGNMT",    "CUST_FORM",   "CUSTOMER",      "TROOP",       "ZTB_ASGNMT_TYPE", "ZTB_CODE",
+    "USR_RGHT",  "OFFICER",     "PRNT_TMPLT",    "KORVA_SEQ",   "KORVA_SCHEMA"};
 
 QStringList split(const char *text)
 {
@@ -234,8 +253,11 @@ QStringList split(const char *text)
 
 const QList<Migration> &migrations()
 {
-    static const QList<Migration> list{
-        {1, split(kSchemaV1)}, {2, split(kSchemaV2)}, {3, split(kSchemaV3)}, {4, split(kSchemaV4)}};
+    static const QList<Migration> list{{1, split(kSchemaV1)},
+                                       {2, split(kSchemaV2)},
+                                       {3, split(kSchemaV3)},
+                                       {4, split(kSchemaV4)},
+                                       {5, split(kSchemaV5), split(kSchemaV5Pg)}};
     return list;
 }
 
@@ -266,6 +288,10 @@ void migrate(Database &db)
             continue;
         for (const QString &sql : m.statements)
             db.execute(sql);
+        if (db.dialect() == Dialect::Postgres) {
+            for (const QString &sql : m.postgresOnly)
+                db.execute(sql);
+        }
         db.run(QLatin1String(kInsertVersion), {m.version}).finish();
         current = m.version;
     }
@@ -278,6 +304,14 @@ void dropSchema(Database &db)
         if (db.tableExists(QLatin1String(t)))
             db.execute(QStringLiteral("DROP TABLE %1").arg(QLatin1String(t)));
     }
+    if (db.dialect() == Dialect::Postgres)
+        db.execute(QLatin1String(kDropSequencesPg));
+}
+
+void catchUpSequences(Database &db)
+{
+    if (db.dialect() == Dialect::Postgres)
+        db.scalar(QLatin1String(kCatchUpHistoryPg));
 }
 
 } // namespace korva::server

@@ -11,6 +11,7 @@ class Database;
 struct Migration {
     int version;
     QStringList statements;
+    QStringList postgresOnly = {}; // run after `statements`, on PostgreSQL only
 };
 
 const QList<Migration> &migrations();
@@ -19,5 +20,8 @@ int schemaVersion(Database &db); // 0 for an empty database
 void migrate(Database &db);
 // Removes every table of the schema (the demo generator's --force).
 void dropSchema(Database &db);
+// After rows were loaded with their own ids (the demo generator), moves PostgreSQL's id
+// sequences past them; never moves one back.
+void catchUpSequences(Database &db);
 
 } // namespace korva::server
