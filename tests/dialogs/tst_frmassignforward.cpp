@@ -532,6 +532,34 @@ SELECT MIN(ASGNMT_NBR) FROM ASGNMT WHERE OFCR_TO_ID = ? AND ASGNMT_STTS_CD = 'O'
         QVERIFY2(list->findFirst(QStringLiteral("ASGNMT_NBR=%1").arg(number)),
                  qPrintable(QStringLiteral("officer %1 does not see %2").arg(officer).arg(number)));
     }
+
+    // Another of the officer's assignments goes to an agency: the addressee is the agency
+    // alone, and the step is in the history.
+    signOn.reset();
+    signOn = std::make_unique<testkit::EmbeddedSignOn>(*tp, store, kOfficer);
+    const qint64 other = read(QStringLiteral(R"sql(
+SELECT MIN(ASGNMT_NBR) FROM ASGNMT WHERE OFCR_TO_ID = ? AND ASGNMT_STTS_CD = 'O'
+  AND ASGNMT_NBR <> ?)sql"),
+                              {kOfficer, nbr})
+                             .toLongLong();
+    QVERIFY2(other > 0, "the demo store holds no second open assignment for the officer");
+    p[0] = QString::number(other);
+    open(10, 20, p.join(u'~'));
+    choose(1);
+    at<KORVA_CodesCombo>("cboFTBox", 0)->selectCode(QStringLiteral("SP"));
+    QSignalSpy agencyOk(dlg.get(), &frmAssignForward::SendOK);
+    click(2);
+    QVERIFY(
+        QTest::qWaitFor([&] { return !agencyOk.isEmpty() || !tp->boxes.shown.isEmpty(); }, 20000));
+    QVERIFY2(tp->boxes.shown.isEmpty(), qPrintable(tp->boxes.shown.value(0).prompt));
+    QCOMPARE(column(other, "AGNCY_CD"), QStringLiteral("SP"));
+    QVERIFY(column(other, "OFCR_TO_ID").isEmpty());
+    QCOMPARE(column(other, "ASGNMT_STTS_CD"), QStringLiteral("F"));
+    QCOMPARE(read(QStringLiteral("SELECT COUNT(*) FROM ASGNMT_HIST WHERE ASGNMT_NBR = ? AND "
+                                 "ACTION = 'FORWARD' AND AGNCY_CD = 'SP'"),
+                  {other})
+                 .toInt(),
+             1);
 }
 
 KORVA_TEST_MAIN(TestFrmAssignForward)
