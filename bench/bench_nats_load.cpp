@@ -26,11 +26,13 @@ int main()
 
 #include <platform/asyncbroker.h>
 #include <platform/natsbroker.h>
+#include <platform/wirebytes.h>
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QStandardPaths>
@@ -208,18 +210,49 @@ void runPhase(const QString &phase, int desks, const NatsSettings &bus, int inte
     wallSeconds = double(t.elapsed()) / 1000.0;
 }
 
-double embeddedListMs(const QString &connection, int runs)
+// The bus's own round trip: a request the service refuses at once (an unknown kind, after
+// its session check), so that nothing but the transport and the session read is timed.
+double pingMs(const NatsSettings &bus, int runs)
+{
+    NatsBroker broker(bus);
+    QList<double> ms;
+    for (int i = 0; i < runs; ++i) {
+        BrokerRequest r;
+        r.setMessageId(QStringLiteral("KORVA.PING"));
+        r.setKind(1);
+        QElapsedTimer t;
+        t.start();
+        broker.call(r);
+        ms.append(double(t.nsecsElapsed()) / 1e6);
+    }
+    return percentile(ms, 0.5);
+}
+
+// One user's list through the embedded broker, and what the wire form of its reply costs
+// each way (written by the service, read by the desk).
+double embeddedListMs(const QString &connection, int runs, double &encodeMs, double &decodeMs)
 {
     AsyncBroker broker(makeBackendFactory(ServerSettings(connection)));
     QList<double> ms;
+    QList<double> enc;
+    QList<double> dec;
     for (int i = 0; i < runs; ++i) {
         BrokerRequest r = listRequest();
         QElapsedTimer t;
         t.start();
         const BrokerReply reply = broker.call(r);
-        if (reply.error.isEmpty())
-            ms.append(double(t.nsecsElapsed()) / 1e6);
+        if (!reply.error.isEmpty())
+            continue;
+        ms.append(double(t.nsecsElapsed()) / 1e6);
+        t.restart();
+        const QByteArray data = wire::replyBytes(reply);
+        enc.append(double(t.nsecsElapsed()) / 1e6);
+        t.restart();
+        const BrokerReply back = wire::replyFromBytes(data);
+        dec.append(double(t.nsecsElapsed()) / 1e6);
     }
+    encodeMs = percentile(enc, 0.5);
+    decodeMs = percentile(dec, 0.5);
     return percentile(ms, 0.5);
 }
 
@@ -302,7 +335,10 @@ int main(int argc, char *argv[])
     Results single;
     double singleWall = 0;
     runPhase(QStringLiteral("single"), 1, bus, 0, 5, single, singleWall);
-    const double embedded = embeddedListMs(connection, 50);
+    double encodeMs = 0;
+    double decodeMs = 0;
+    const double embedded = embeddedListMs(connection, 50, encodeMs, decodeMs);
+    const double ping = pingMs(bus, 50);
 
     for (auto &p : processes) {
         p->terminate();
@@ -340,8 +376,10 @@ int main(int argc, char *argv[])
                 percentile(saturated.listMs, 0.5), percentile(saturated.listMs, 0.99),
                 qint64(saturated.errors.size()));
     const double busOne = percentile(single.listMs, 0.5);
-    std::printf("one user: list p50 %.1f ms over the bus, %.1f ms embedded, ratio %.2f\n", busOne,
-                embedded, embedded > 0 ? busOne / embedded : 0.0);
+    std::printf("one user: list p50 %.1f ms over the bus, %.1f ms embedded, ratio %.2f; "
+                "bare round trip %.2f ms; the reply's wire form %.1f ms to write, %.1f ms to "
+                "read\n",
+                busOne, embedded, embedded > 0 ? busOne / embedded : 0.0, ping, encodeMs, decodeMs);
     std::printf("saves: %lld answered as saved, %lld lost, %lld stored twice\n",
                 qint64(steady.savedComments.size() + saturated.savedComments.size() +
                        single.savedComments.size()),

@@ -3,6 +3,7 @@
 #include "asyncbroker.h"
 #include "errors.h"
 #include "wire.h"
+#include "wirebytes.h"
 
 #include <QHash>
 #include <QJsonDocument>
@@ -38,14 +39,12 @@ QByteArray encode(const BrokerRequest &request)
 
 BrokerReply decode(const BrokerRequest &request, const char *data, int length)
 {
-    const QJsonDocument doc = QJsonDocument::fromJson(QByteArray::fromRawData(data, length));
-    if (!doc.isObject())
-        return BrokerReply::failure(request,
-                                    QStringLiteral("The broker service sent an unreadable reply."));
     try {
-        return wire::replyFromJson(doc.object());
+        return wire::replyFromBytes(QByteArray::fromRawData(data, length));
     } catch (const ProcError &e) {
-        return BrokerReply::failure(request, e.description());
+        return BrokerReply::failure(
+            request,
+            QStringLiteral("The broker service sent an unreadable reply: %1").arg(e.description()));
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <platform/errors.h>
 #include <platform/wire.h>
+#include <platform/wirebytes.h>
 
 #include <QAtomicInteger>
 #include <QJsonDocument>
@@ -52,7 +53,7 @@ QSet<qint64> noticeRecipients(Database &db, const BrokerRequest &request, qint64
 
 QByteArray encode(const BrokerReply &reply)
 {
-    return QJsonDocument(wire::toJson(reply)).toJson(QJsonDocument::Compact);
+    return wire::replyBytes(reply);
 }
 
 } // namespace
