@@ -4,6 +4,12 @@
 
 #include "platform/errors.h"
 #include "platform/platform.h"
+#include "platform/wire.h"
+
+#include <QCryptographicHash>
+#include <QHash>
+#include <QJsonDocument>
+#include <QRandomGenerator>
 
 namespace korva {
 
@@ -16,6 +22,34 @@ void fillHeader(BrokerRequest &request, const QString &messageId, int kind)
     request.setVersion(user ? user->versionText() : QStringLiteral("1.0"));
     request.setKind(kind);
     request.setContext(user ? user->contextText() : QString());
+}
+
+// The update each screen sent last and has had no answer to, by normalised identity.
+struct UnansweredUpdate {
+    QString key;
+    QByteArray content;
+};
+
+QHash<QString, UnansweredUpdate> &unanswered()
+{
+    static QHash<QString, UnansweredUpdate> updates;
+    return updates;
+}
+
+QByteArray contentOf(const BrokerRequest &request)
+{
+    QJsonObject o = wire::toJson(request);
+    o.remove(QStringLiteral("tag")); // a fresh read-back text per request object
+    return QCryptographicHash::hash(QJsonDocument(o).toJson(QJsonDocument::Compact),
+                                    QCryptographicHash::Sha256);
+}
+
+// Desks share message identities, so the number carries a part drawn once per process.
+QString newRequestKey(const QString &messageId)
+{
+    static const QString desk = QString::number(QRandomGenerator::system()->generate64(), 36);
+    static quint64 counter = 0;
+    return QStringLiteral("%1.%2.%3").arg(messageId.trimmed(), desk).arg(++counter);
 }
 
 void status(const char *text)
@@ -42,7 +76,17 @@ BrokerRequest composeUpdate(const QString &messageId, int kind, const QString &r
     BrokerRequest request;
     fillHeader(request, messageId, kind);
     request.addRecordSet(recordSetName, rows);
+    const QByteArray content = contentOf(request);
+    UnansweredUpdate &last = unanswered()[normalisedIdentity(messageId)];
+    if (last.key.isEmpty() || last.content != content)
+        last = {newRequestKey(messageId), content};
+    request.setRequestKey(last.key);
     return request;
+}
+
+void updateAnswered(QStringView messageId)
+{
+    unanswered().remove(normalisedIdentity(messageId));
 }
 
 bool isOwnReply(QStringView identity, QStringView messageId)
@@ -68,6 +112,10 @@ void handleDataReady(QStringView source, const QString &identity, const QString 
             if (!own)
                 raiseQuiet();
             const QString error = ReplyCheck(messageId, source.toString(), message);
+            // After a time-out the update may or may not have been applied: its key is kept
+            // for the Save again.
+            if (flags.UpdatePending && !flags.TimedOut)
+                updateAnswered(messageId);
             if (!error.isEmpty()) {
                 if (platform().messages)
                     platform().messages->msgBox(error, MsgStyle::Critical,

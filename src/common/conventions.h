@@ -27,9 +27,14 @@ struct RequestFlags {
 // the kind and the user's context text, then the parameters in the order given.
 BrokerRequest composeQuery(const QString &messageId, int kind,
                            const QList<RequestParameter> &parameters);
-// An update carries one named record set instead of key parameters.
+// An update carries one named record set instead of key parameters, and a request key: the
+// message identity and a number unique to the attempt. The same update composed again before
+// its answer came (Save again after a time-out) keeps its key, so the server applies it once.
 BrokerRequest composeUpdate(const QString &messageId, int kind, const QString &recordSetName,
                             const RecordSetPtr &rows);
+// The update sent under this identity was answered (good, or refused by the server): the next
+// update gets a key of its own even when its content is the same.
+void updateAnswered(QStringView messageId);
 
 // Replies are recognised by identity, trimmed and in upper case.
 bool isOwnReply(QStringView identity, QStringView messageId);

@@ -55,6 +55,11 @@ public:
     // the embedded broker, which trusts the context text.
     void setSessionToken(const QString &token) { m_sessionToken = token; }
     const QString &sessionToken() const { return m_sessionToken; }
+    // An update's own key: the message identity and a number unique to this attempt. A desk
+    // that sends the same update again after a time-out sends the same key, and the server
+    // answers it with its first answer instead of applying it twice.
+    void setRequestKey(const QString &key) { m_requestKey = key; }
+    const QString &requestKey() const { return m_requestKey; }
 
     void addParameter(const RequestParameter &p) { m_parameters.append(p); }
     const QList<RequestParameter> &parameters() const { return m_parameters; }
@@ -79,6 +84,7 @@ private:
     int m_kind = 0;
     QString m_context;
     QString m_sessionToken;
+    QString m_requestKey;
     QList<RequestParameter> m_parameters;
     QList<QPair<QString, RecordSetPtr>> m_recordSets;
     QString m_tag;

@@ -162,6 +162,8 @@ QJsonObject toJson(const BrokerRequest &request)
                   {QStringLiteral("recordSets"), sets}};
     if (!request.sessionToken().isEmpty())
         o.insert(QStringLiteral("session"), request.sessionToken());
+    if (!request.requestKey().isEmpty())
+        o.insert(QStringLiteral("requestKey"), request.requestKey());
     return o;
 }
 
@@ -175,6 +177,7 @@ BrokerRequest requestFromJson(const QJsonObject &o)
     request.setKind(o.value(QStringLiteral("kind")).toInt());
     request.setContext(o.value(QStringLiteral("context")).toString());
     request.setSessionToken(o.value(QStringLiteral("session")).toString());
+    request.setRequestKey(o.value(QStringLiteral("requestKey")).toString());
     if (const QString tag = o.value(QStringLiteral("tag")).toString(); !tag.isEmpty())
         request.setReadBack(tag);
     for (const QJsonValue &pv : o.value(QStringLiteral("parameters")).toArray()) {

@@ -486,12 +486,16 @@ BrokerReply handleAssignmentUpdate(HandlerContext &ctx, const BrokerRequest &req
                                .arg(rs->storageCount())
                                .arg(kMaxRows));
     Transaction tx(ctx.db);
+    if (auto first = claimRequestKey(ctx, request))
+        return *first;
     lockRows(ctx.db, *rs);
     AssignmentUpdate update(ctx);
     for (int i = 0; i < rs->storageCount(); ++i)
         update.apply(UpdateRow(*rs, i));
+    const BrokerReply reply = BrokerReply::success(request);
+    recordRequestReply(ctx, request, reply);
     tx.commit();
-    return BrokerReply::success(request);
+    return reply;
 }
 
 } // namespace korva::server

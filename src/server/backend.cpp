@@ -12,12 +12,14 @@
 #include <platform/errors.h>
 
 #include <QAtomicInteger>
+#include <QScopedValueRollback>
 
 namespace korva::server {
 
 namespace {
 
 QAtomicInteger<quint64> g_instances{0};
+thread_local bool t_retrying = false; // a back end serves one thread
 
 using Handler = BrokerReply (*)(HandlerContext &, const BrokerRequest &);
 
@@ -62,8 +64,12 @@ ServerBackend::ServerBackend(const ServerSettings &settings)
 {
     const quint64 n = g_instances.fetchAndAddOrdered(1);
     const QString name = QStringLiteral("korva-server-%1").arg(n);
+    // A store is made only by the demo and init commands; serving one that is missing would
+    // answer every desk from an empty store.
+    ServerSettings served = settings;
+    served.createIfMissing = false;
     try {
-        m_db = std::make_unique<Database>(settings, name);
+        m_db = std::make_unique<Database>(served, name);
     } catch (const RequestError &e) {
         m_configError = e.text();
     }
@@ -155,8 +161,16 @@ BrokerReply ServerBackend::handle(const BrokerRequest &request)
         return dispatch(request);
     } catch (const DatabaseError &e) {
         m_db->rollback();
+        // A connection lost before the commit was sent took its transaction with it, so the
+        // request runs once more on a new one; after the commit only a keyed request may.
+        const bool again = e.connectionLost() && !t_retrying &&
+                           (!m_db->commitSent() || !request.requestKey().isEmpty());
         if (e.connectionLost())
             m_db->close();
+        if (again) {
+            const QScopedValueRollback retrying(t_retrying, true);
+            return handle(request);
+        }
         return BrokerReply::failure(request, e.text());
     } catch (const RequestError &e) {
         m_db->rollback();

@@ -27,6 +27,23 @@ bool isTimeoutError(const QSqlError &e)
            e.databaseText().contains(u"interrupted", Qt::CaseInsensitive);
 }
 
+bool isReadOnlyError(const QSqlError &e)
+{
+    // SQLite: SQLITE_READONLY (8) and its extended codes.
+    return e.nativeErrorCode() == u"8" ||
+           e.databaseText().contains(u"readonly database", Qt::CaseInsensitive);
+}
+
+bool isConnectionGone(const QSqlError &e)
+{
+    // PostgreSQL: connection_exception (class 08) and the server shutting a session down.
+    const QString code = e.nativeErrorCode();
+    return code.startsWith(u"08") || code == u"57P01" || code == u"57P02" || code == u"57P03" ||
+           e.text().contains(u"server closed the connection", Qt::CaseInsensitive) ||
+           e.text().contains(u"no connection to the server", Qt::CaseInsensitive) ||
+           e.text().contains(u"terminating connection", Qt::CaseInsensitive);
+}
+
 bool isLockError(const QSqlError &e)
 {
     const QString code = e.nativeErrorCode();
@@ -94,14 +111,14 @@ void Database::openConnection()
         QSqlDatabase::removeDatabase(m_name);
     if (m_spec.dialect == Dialect::Sqlite) {
         const QFileInfo file(m_spec.path);
-        if (!file.exists() && !m_settings.createIfMissing)
-            throw DatabaseError(
-                QStringLiteral("The database %1 does not exist.").arg(m_spec.display()), true);
         if (!file.absoluteDir().exists())
             throw DatabaseError(QStringLiteral("The database %1 cannot be reached: its folder "
                                                "does not exist.")
                                     .arg(m_spec.display()),
                                 true);
+        if (!file.exists() && !m_settings.createIfMissing)
+            throw DatabaseError(
+                QStringLiteral("The database %1 does not exist.").arg(m_spec.display()), true);
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
         db.setDatabaseName(m_spec.path);
         db.setConnectOptions(
@@ -144,8 +161,16 @@ void Database::openConnection()
 
 void Database::open()
 {
-    if (m_open)
+    if (m_open) {
+        // An open SQLite connection goes on writing to a file that was deleted under it, and
+        // everything it then saves is lost with the file.
+        if (m_spec.dialect == Dialect::Sqlite && !QFileInfo::exists(m_spec.path)) {
+            close();
+            throw DatabaseError(
+                QStringLiteral("The database %1 does not exist.").arg(m_spec.display()), true);
+        }
         return;
+    }
     try {
         openConnection();
         m_open = true;
@@ -173,6 +198,9 @@ int Database::sqliteProgress(void *self)
 
 QString Database::describe(const QSqlError &error) const
 {
+    if (isReadOnlyError(error))
+        return QStringLiteral("The database %1 is read-only; nothing was saved.")
+            .arg(m_spec.display());
     if (isTimeoutError(error))
         return QStringLiteral("The request took longer than %1 seconds and was stopped. "
                               "Please narrow your search and try again.")
@@ -192,8 +220,9 @@ void Database::checkError(const QSqlError &error, const QString &what)
         return;
     // The SQLite driver reports every failed step as a connection error; only PostgreSQL
     // really loses its connection.
-    const bool lost = m_spec.dialect == Dialect::Postgres &&
-                      (error.type() == QSqlError::ConnectionError || !handle().isOpen());
+    const bool lost =
+        m_spec.dialect == Dialect::Postgres && (error.type() == QSqlError::ConnectionError ||
+                                                !handle().isOpen() || isConnectionGone(error));
     QString text = describe(error);
     if (lost)
         text = QStringLiteral("The database %1 cannot be reached: %2")
@@ -257,6 +286,7 @@ void Database::execute(const QString &sql)
 
 void Database::begin()
 {
+    m_commitSent = false;
     execute(m_spec.dialect == Dialect::Sqlite ? QStringLiteral("BEGIN IMMEDIATE")
                                               : QStringLiteral("BEGIN"));
     m_inTransaction = true;
@@ -266,6 +296,7 @@ void Database::commit()
 {
     for (auto &q : m_statements)
         q.finish();
+    m_commitSent = true;
     execute(QStringLiteral("COMMIT"));
     m_inTransaction = false;
 }

@@ -49,6 +49,9 @@ public:
     void commit();
     void rollback() noexcept;
     bool inTransaction() const { return m_inTransaction; }
+    // Whether the last transaction's COMMIT was sent: after a lost connection, whether its
+    // outcome is unknown.
+    bool commitSent() const { return m_commitSent; }
 
     [[noreturn]] void fail(const QSqlQuery &query, const QString &what);
     QString describe(const class QSqlError &error) const;
@@ -72,6 +75,7 @@ private:
     QString m_name;
     bool m_open = false;
     bool m_inTransaction = false;
+    bool m_commitSent = false;
     QHash<QString, QSqlQuery> m_statements;
     QElapsedTimer m_statementTimer; // SQLite's statement time-out; PostgreSQL keeps its own
 };

@@ -1,6 +1,11 @@
 #include "updaterow.h"
 
+#include "database.h"
 #include "servererror.h"
+
+#include <platform/wire.h>
+
+#include <QJsonDocument>
 
 #include <platform/datetext.h>
 
@@ -8,6 +13,22 @@
 #include <limits>
 
 namespace korva::server {
+
+namespace {
+
+constexpr int kRequestKeyMax = 200;
+
+// The empty answer marks a key claimed by a transaction that has not committed; nobody else
+// ever sees it, since the claim and the answer commit together.
+constexpr char kClaimKey[] = R"sql(
+INSERT INTO KORVA_REQ (REQ_KEY, INSP_ID, KIND, RPLY_TXT, DONE_MS) VALUES (?, ?, ?, '', ?)
+ON CONFLICT (REQ_KEY) DO NOTHING)sql";
+constexpr char kReadKey[] =
+    R"sql(SELECT INSP_ID, KIND, RPLY_TXT FROM KORVA_REQ WHERE REQ_KEY = ?)sql";
+constexpr char kKeepReply[] =
+    R"sql(UPDATE KORVA_REQ SET RPLY_TXT = ?, DONE_MS = ? WHERE REQ_KEY = ?)sql";
+
+} // namespace
 
 UpdateRow::UpdateRow(const RecordSet &rs, int storageIndex)
     : m_rs(rs)
@@ -126,6 +147,51 @@ std::optional<double> UpdateRow::amount(const char *field) const
         refuse(QStringLiteral("%1 \"%2\" is not a valid amount.")
                    .arg(QLatin1String(field), trimmed(field)));
     return v;
+}
+
+std::optional<BrokerReply> claimRequestKey(HandlerContext &ctx, const BrokerRequest &request)
+{
+    const QString key = request.requestKey();
+    if (key.isEmpty())
+        return std::nullopt;
+    if (key.size() > kRequestKeyMax)
+        throw RequestError(
+            QStringLiteral("The request key is longer than %1 characters.").arg(kRequestKeyMax));
+    QSqlQuery &claim =
+        ctx.db.run(QLatin1String(kClaimKey),
+                   {key, ctx.session.officerId, request.kind(), ctx.now.toMSecsSinceEpoch()});
+    const int claimed = claim.numRowsAffected();
+    claim.finish();
+    if (claimed == 1)
+        return std::nullopt;
+    QSqlQuery &q = ctx.db.run(QLatin1String(kReadKey), {key});
+    if (!q.next()) {
+        q.finish();
+        throw DatabaseError(QStringLiteral("The request key %1 could not be read back.").arg(key));
+    }
+    const qint64 officer = q.value(0).toLongLong();
+    const int kind = q.value(1).toInt();
+    const QByteArray stored = q.value(2).toString().toUtf8();
+    q.finish();
+    // A key is one officer's one update; reusing it for anything else is a forgery.
+    if (officer != ctx.session.officerId || kind != request.kind())
+        throw RequestError(
+            QStringLiteral("The request key %1 belongs to another request.").arg(key));
+    BrokerReply first = wire::replyFromJson(QJsonDocument::fromJson(stored).object());
+    first.identity = request.messageId();
+    first.tag = request.readBack();
+    return first;
+}
+
+void recordRequestReply(HandlerContext &ctx, const BrokerRequest &request, const BrokerReply &reply)
+{
+    if (request.requestKey().isEmpty())
+        return;
+    const QByteArray text = QJsonDocument(wire::toJson(reply)).toJson(QJsonDocument::Compact);
+    ctx.db
+        .run(QLatin1String(kKeepReply),
+             {QString::fromUtf8(text), ctx.now.toMSecsSinceEpoch(), request.requestKey()})
+        .finish();
 }
 
 void checkRequestSize(const BrokerRequest &request, qint64 maxChars)

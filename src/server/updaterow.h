@@ -1,5 +1,7 @@
 #pragma once
 
+#include "handlers.h"
+
 #include <platform/broker.h>
 #include <platform/recordset.h>
 
@@ -45,5 +47,14 @@ private:
 // Refuses a request whose keys and record-set cells hold more than `maxChars` characters in
 // all, before any handler reads it.
 void checkRequestSize(const BrokerRequest &request, qint64 maxChars);
+
+// The request key of an update, inside the update's transaction. Returns the answer already
+// given when the key was seen before (the update is not applied again); otherwise claims the
+// key, so that the same key sent at once from elsewhere waits for this one's outcome.
+// Requests without a key (older desks) pass through.
+std::optional<BrokerReply> claimRequestKey(HandlerContext &ctx, const BrokerRequest &request);
+// Keeps the answer for the claimed key; call just before the commit.
+void recordRequestReply(HandlerContext &ctx, const BrokerRequest &request,
+                        const BrokerReply &reply);
 
 } // namespace korva::server

@@ -1,0 +1,195 @@
+// What a desk sees when the store fails under it, and proof that nothing is half written:
+// an update sent again after a time-out, a store file deleted or missing, a read-only store,
+// and a PostgreSQL session cut off by the server.
+#include "serverfixture.h"
+
+#include <QFile>
+
+#include <thread>
+
+using namespace korva;
+using namespace korva::server;
+using namespace korva::server::test;
+
+namespace {
+
+constexpr qint64 kDemo = DemoOfficer::Demo;
+
+RecordSetPtr newAssignment(const QString &comment)
+{
+    return updateRows("ASSIGNMENT", {{{"ACTION", QStringLiteral("ADD")},
+                                      {"OFCR_FRM_ID", QString::number(kDemo)},
+                                      {"ASGNMT_TYP_CD", QStringLiteral("001")},
+                                      {"EFCTV_DT", today()},
+                                      {"DUE_DT", today(10)},
+                                      {"EXPRTN_DT", today(20)},
+                                      {"OFCR_TO_ID", QString::number(DemoOfficer::Typical)},
+                                      {"ASGNMT_CMMT_TXT", comment}}});
+}
+
+// An update as a desk sends it, under `key` (a new one when empty).
+BrokerRequest deskSave(const QString &comment, qint64 officer = kDemo, QString key = {})
+{
+    static int attempt = 0;
+    if (key.isEmpty())
+        key = QStringLiteral("KORVA.AssignMaint.t%1").arg(++attempt);
+    BrokerRequest r;
+    r.setMessageId(QStringLiteral("KORVA.AssignMaint"));
+    r.setKind(RequestKind::AssignmentUpdate);
+    r.setContext(QStringLiteral("INSP_ID=%1;REGION=NE").arg(officer));
+    r.addRecordSet(QStringLiteral("ASSIGNMENT"), newAssignment(comment));
+    r.setRequestKey(key);
+    return r.detached();
+}
+
+qint64 saved(Store &store, const QString &comment)
+{
+    return store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT WHERE ASGNMT_CMMT_TXT = ?"),
+                       {comment});
+}
+
+bool isSqlite()
+{
+    return currentBackendName() == u"sqlite";
+}
+
+} // namespace
+
+class TestServerFaults : public QObject {
+    Q_OBJECT
+private slots:
+    void saveAgainAfterATimeOutIsAppliedOnce();
+    void oneKeySentTwiceAtOnceIsAppliedOnce();
+    void missingStoreIsNeverCreatedByTheServer();
+    void storeDeletedUnderTheServerIsReported();
+    void readOnlyStoreSavesNothing();
+    void cutOffSessionIsReopenedOnce();
+};
+
+void TestServerFaults::saveAgainAfterATimeOutIsAppliedOnce()
+{
+    Store store;
+    const QString comment = QStringLiteral("sent twice");
+    const BrokerRequest first = deskSave(comment);
+    QCOMPARE(store.backend().handle(first).error, QString());
+    // The desk timed out, so it never heard that the first one was saved: Save again.
+    const BrokerRequest again = deskSave(comment, kDemo, first.requestKey());
+    const BrokerReply second = store.backend().handle(again);
+    QCOMPARE(second.error, QString());
+    QCOMPARE(second.tag, again.readBack());
+    QCOMPARE(saved(store, comment), 1);
+    QCOMPARE(store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT_HIST")), 1);
+    // The same content under a new key is a new assignment of its own.
+    QCOMPARE(store.backend().handle(deskSave(comment)).error, QString());
+    QCOMPARE(saved(store, comment), 2);
+
+    // A key is one officer's: another officer replaying it gets a refusal, not the answer.
+    const BrokerRequest forged =
+        deskSave(QStringLiteral("forged"), DemoOfficer::Heavy, first.requestKey());
+    QCOMPARE(
+        store.backend().handle(forged).error,
+        QStringLiteral("The request key %1 belongs to another request.").arg(first.requestKey()));
+    QCOMPARE(saved(store, QStringLiteral("forged")), 0);
+
+    // A refused update leaves its key free: the corrected save goes through under it.
+    BrokerRequest refused = deskSave(QStringLiteral("refused"), DemoOfficer::Plain);
+    QVERIFY(!store.backend().handle(refused).error.isEmpty());
+    refused.setContext(QStringLiteral("INSP_ID=%1;REGION=NE").arg(kDemo));
+    QCOMPARE(store.backend().handle(refused).error, QString());
+    QCOMPARE(saved(store, QStringLiteral("refused")), 1);
+}
+
+void TestServerFaults::oneKeySentTwiceAtOnceIsAppliedOnce()
+{
+    Store store;
+    const QString comment = QStringLiteral("raced");
+    const BrokerRequest request = deskSave(comment);
+    QString errors[2];
+    std::thread desks[2];
+    for (int i = 0; i < 2; ++i) {
+        desks[i] = std::thread([&, i] {
+            const auto backend = makeBackend(ServerSettings(currentConnection()));
+            errors[i] = backend->handle(request.detached()).error;
+        });
+    }
+    for (auto &d : desks)
+        d.join();
+    QCOMPARE(errors[0], QString());
+    QCOMPARE(errors[1], QString());
+    QCOMPARE(saved(store, comment), 1);
+}
+
+void TestServerFaults::missingStoreIsNeverCreatedByTheServer()
+{
+    if (!isSqlite())
+        QSKIP("a PostgreSQL store is never a file");
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("typo.db"));
+    const auto backend = makeBackend(ServerSettings(QStringLiteral("sqlite:") + path));
+    const BrokerReply r = backend->handle(deskSave(QStringLiteral("x")));
+    QCOMPARE(r.error, QStringLiteral("The database sqlite:%1 does not exist.").arg(path));
+    QVERIFY(!QFile::exists(path));
+}
+
+void TestServerFaults::storeDeletedUnderTheServerIsReported()
+{
+    if (!isSqlite())
+        QSKIP("a PostgreSQL store is never a file");
+    Store store;
+    QCOMPARE(store.backend().handle(deskSave(QStringLiteral("before"))).error, QString());
+    const QString path = store.db().connectionInfo().path;
+    for (const char *suffix : {"", "-wal", "-shm"})
+        QFile::remove(path + QLatin1String(suffix));
+    const BrokerReply r = store.backend().handle(deskSave(QStringLiteral("after")));
+    QCOMPARE(r.error, QStringLiteral("The database sqlite:%1 does not exist.").arg(path));
+    // Not re-created empty behind the desk's back, on this request or the next.
+    QVERIFY(!QFile::exists(path));
+    QVERIFY(!store.backend().handle(deskSave(QStringLiteral("later"))).error.isEmpty());
+    QVERIFY(!QFile::exists(path));
+}
+
+void TestServerFaults::readOnlyStoreSavesNothing()
+{
+    if (!isSqlite())
+        QSKIP("read-only files are an SQLite matter");
+    // Make the store, then serve it from a read-only copy.
+    Store store;
+    const QString path = store.db().connectionInfo().path;
+    QTemporaryDir dir;
+    const QString copy = dir.filePath(QStringLiteral("ro.db"));
+    store.db().execute(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+    QVERIFY(QFile::copy(path, copy));
+    QVERIFY(QFile::setPermissions(copy, QFileDevice::ReadOwner | QFileDevice::ReadGroup));
+    QFile probe(copy);
+    if (probe.open(QIODevice::ReadWrite))
+        QSKIP("this user writes read-only files (root)");
+    const auto backend = makeBackend(ServerSettings(QStringLiteral("sqlite:") + copy));
+    const BrokerReply r = backend->handle(deskSave(QStringLiteral("ro")));
+    QVERIFY2(r.error.contains(u"is read-only; nothing was saved."), qPrintable(r.error));
+}
+
+void TestServerFaults::cutOffSessionIsReopenedOnce()
+{
+    if (isSqlite())
+        QSKIP("an SQLite store has no session to lose");
+    Store store;
+    QCOMPARE(store.backend().handle(deskSave(QStringLiteral("warm"))).error, QString());
+    const qint64 cut = store.count(
+        QStringLiteral("SELECT COUNT(pg_terminate_backend(pid)) FROM pg_stat_activity WHERE "
+                       "datname = current_database() AND pid <> pg_backend_pid()"));
+    QVERIFY(cut >= 1);
+    // The server restarted between two requests: the next one runs on a new session.
+    const BrokerReply r = store.backend().handle(deskSave(QStringLiteral("after restart")));
+    QCOMPARE(r.error, QString());
+    QCOMPARE(saved(store, QStringLiteral("after restart")), 1);
+    // A store that stays away gets one new try and then a clear text.
+    ServerSettings gone(QStringLiteral("postgres://korva@127.0.0.1:1/korva"));
+    gone.connectTimeoutSec = 1;
+    const BrokerReply away = makeBackend(gone)->handle(deskSave(QStringLiteral("away")));
+    QVERIFY2(away.error.startsWith(u"The database postgres://korva@127.0.0.1:1/korva cannot be "
+                                   u"reached"),
+             qPrintable(away.error));
+}
+
+KORVA_SERVER_TEST_MAIN(TestServerFaults)
+#include "tst_server_faults.moc"
