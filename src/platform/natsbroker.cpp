@@ -227,6 +227,7 @@ NatsBroker::NatsBroker(const NatsSettings &settings, QObject *parent)
     check(natsConnection_Subscribe(&d->replies, d->nc(), (d->inbox + ".*").constData(),
                                    &Impl::onReply, d.get()),
           QStringLiteral("The reply inbox"));
+    natsConnection_Flush(d->nc());
 }
 
 NatsBroker::~NatsBroker()
@@ -296,6 +297,8 @@ void NatsBroker::listenForNotices(qint64 officer, std::function<void(const QStri
                                    NatsSettings::noticeSubject(officer).toUtf8().constData(),
                                    &Impl::onNoticeMsg, d.get()),
           QStringLiteral("The officer's notices"));
+    // Listening from the moment this returns: a notice sent just after is not missed.
+    natsConnection_Flush(d->nc());
 }
 
 } // namespace korva

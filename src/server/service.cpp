@@ -110,6 +110,13 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
             reply.error = e.description();
         }
     }
+    if (parsed && request.kind() == RequestKind::CodeList) {
+        // Query texts from desks run on the desks, over their own copy of the code tables.
+        parsed = false;
+        reply = BrokerReply::failure(
+            request, QStringLiteral("The broker service does not run code-list queries: a desk "
+                                    "reads its code lists from its own copy of the code tables."));
+    }
     if (parsed) {
         if (!w.backend)
             w.backend = std::make_unique<ServerBackend>(options.server);

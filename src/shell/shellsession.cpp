@@ -8,6 +8,7 @@
 #ifdef KORVA_HAVE_NETWORK
 #include "platform/errors.h"
 #include "platform/natsbroker.h"
+#include "server/servicecodes.h"
 #endif
 #include "platform/referencedata.h"
 #include "platform/session.h"
@@ -257,7 +258,12 @@ bool ShellSession::signOn()
     m_reference->setCustomerSearch([broker, user](const QString &text, int limit) {
         return searchCustomers(broker, user, text, limit);
     });
-    m_codes = std::make_unique<BrokerCodeList>(broker, user);
+#ifdef KORVA_HAVE_NETWORK
+    if (m_options.networked())
+        m_codes = std::make_unique<server::LocalCodeList>(reply);
+    else
+#endif
+        m_codes = std::make_unique<BrokerCodeList>(broker, user);
     m_forms = std::make_unique<BrokerFormServices>(user);
     m_forms->setTemplates(reply.recordSet(QStringLiteral("TEMPLATE")));
     m_forms->setDataFolder(dataFolder());

@@ -98,7 +98,7 @@ private:
     Broker *m_active = nullptr; // whichever of the two serves this session
     std::unique_ptr<SessionUser> m_user;
     std::unique_ptr<ReferenceData> m_reference;
-    std::unique_ptr<BrokerCodeList> m_codes;
+    std::unique_ptr<CodeListService> m_codes;
     std::unique_ptr<BrokerFormServices> m_forms;
     std::unique_ptr<HunspellSpellChecking> m_spelling;
     std::unique_ptr<QtTemplatePrinting> m_printing;

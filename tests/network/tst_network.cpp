@@ -5,6 +5,9 @@
 #include <server/auth.h>
 #include <server/demodata.h>
 #include <server/servererror.h>
+#include <server/servicecodes.h>
+
+#include <platform/errors.h>
 
 #include <QSignalSpy>
 
@@ -58,6 +61,7 @@ private slots:
     void failedSignOnsAreLimited();
     void passwordsAreKeptOnlyAsHashes();
     void withNoServiceARequestTimesOut();
+    void codeListsRunOnTheDeskNotTheService();
     void sendDeliversTheReplyAndANoticeReachesTheReceiver();
     void twoServiceProcessesShareTheLoadAndOneKilledLosesNothing();
 };
@@ -218,6 +222,48 @@ void TestNetwork::withNoServiceARequestTimesOut()
     QCOMPARE(timeouts.count(), 1);
     QCOMPARE(ReplyCheck(QStringLiteral("KORVA.Test"), QString(), message),
              NatsBroker::noServiceText());
+}
+
+void TestNetwork::codeListsRunOnTheDeskNotTheService()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    Store store;
+    setPasswords(store);
+    BrokerService service(serviceOptions(bus, QStringLiteral("korva.t4")));
+    NatsBroker desk(bus.settings(QStringLiteral("korva.t4")));
+    QCOMPARE(signOn(desk, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
+    const BrokerReply reference = desk.call(request(RequestKind::ReferenceData, DemoOfficer::Demo));
+    QCOMPARE(reference.error, QString());
+
+    // The desk's copy answers the screens' texts as the embedded code-list request does.
+    server::LocalCodeList local(reference);
+    const QStringList queries{
+        QStringLiteral("Select REGION, ASGNMT_CD, ASGNMT_DES, DUE_DY_CNT From ZTB_ASGNMT_TYPE "
+                       "Where REGION='NE' Order By ASGNMT_DES"),
+        QStringLiteral("SELECT CD_TBL_ID, CD_TBL_CD, CD_TBL_DES, EFCTV_DT FROM ZTB_CODE WHERE "
+                       "REGION = 'NE' AND EFCTV_DT <= #11/22/2026# ORDER BY 1, 2")};
+    for (const QString &query : queries) {
+        const RecordSetPtr mine = local.openQuery(query);
+        const BrokerReply theirs =
+            store.send(RequestKind::CodeList, DemoOfficer::Demo, {{"QUERY", query}});
+        QCOMPARE(theirs.error, QString());
+        const RecordSetPtr rs = theirs.recordSet(QStringLiteral("CODELIST"));
+        QVERIFY(mine->count() > 0);
+        QCOMPARE(mine->count(), rs->count());
+        for (int r = 0; r < rs->count(); ++r) {
+            for (int c = 0; c < rs->fieldCount(); ++c)
+                QCOMPARE(mine->textAt(r, c), rs->textAt(r, c));
+        }
+    }
+    // Only the code tables, and only reading them.
+    QVERIFY_THROWS_EXCEPTION(ProcError, local.openQuery(QStringLiteral("SELECT * FROM OFFICER")));
+    QVERIFY_THROWS_EXCEPTION(ProcError, local.openQuery(QStringLiteral("DELETE FROM ZTB_CODE")));
+
+    // The service runs no query text a desk sends.
+    BrokerRequest codes = request(RequestKind::CodeList, DemoOfficer::Demo);
+    codes.addParameter(RequestParameter::key(QStringLiteral("QUERY"), queries.first()));
+    QVERIFY(desk.call(codes).error.contains(u"does not run code-list queries"));
 }
 
 void TestNetwork::sendDeliversTheReplyAndANoticeReachesTheReceiver()
