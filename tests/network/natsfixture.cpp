@@ -8,6 +8,7 @@
 #include <arpa/inet.h>
 #include <csignal>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -58,6 +59,8 @@ NatsServer::NatsServer()
     if (exe.isEmpty())
         return;
     m_port = freePort();
+    // A test that crashes must not leave its server behind.
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process.setStandardOutputFile(QProcess::nullDevice());
     m_process.setStandardErrorFile(QProcess::nullDevice());
     m_process.start(exe, {QStringLiteral("-a"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"),
@@ -95,6 +98,7 @@ NatsSettings NatsServer::settings(const QString &subject) const
 ServiceProcess::ServiceProcess(const NatsServer &bus, const QString &connection,
                                const QString &subject)
 {
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process.setProcessChannelMode(QProcess::SeparateChannels);
     m_process.start(QStringLiteral(KORVA_BROKER_EXE),
                     {QStringLiteral("serve"), QStringLiteral("--db"), connection,
