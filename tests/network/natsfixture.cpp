@@ -1,6 +1,7 @@
 #include "natsfixture.h"
 
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <QThread>
@@ -53,18 +54,26 @@ QString NatsServer::program()
                                            QStringLiteral("/usr/local/bin")});
 }
 
-NatsServer::NatsServer()
+NatsServer::NatsServer(const QString &config)
 {
     const QString exe = program();
     if (exe.isEmpty())
         return;
     m_port = freePort();
+    QStringList arguments{QStringLiteral("-a"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"),
+                          QString::number(m_port)};
+    if (!config.isEmpty()) {
+        QFile file(m_dir.filePath(QStringLiteral("bus.conf")));
+        if (!file.open(QIODevice::WriteOnly) || file.write(config.toUtf8()) < 0)
+            qFatal("cannot write the bus configuration");
+        file.close();
+        arguments << QStringLiteral("-c") << file.fileName();
+    }
     // A test that crashes must not leave its server behind.
     m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process.setStandardOutputFile(QProcess::nullDevice());
     m_process.setStandardErrorFile(QProcess::nullDevice());
-    m_process.start(exe, {QStringLiteral("-a"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"),
-                          QString::number(m_port)});
+    m_process.start(exe, arguments);
     if (!m_process.waitForStarted(5000))
         qFatal("nats-server did not start");
     const QDeadlineTimer deadline(10'000);

@@ -15,7 +15,9 @@ namespace korva::network::test {
 // false when the program is not installed (the test then skips).
 class NatsServer {
 public:
-    NatsServer();
+    // `config`: a configuration file's text (TLS, accounts); the address comes from the
+    // command line.
+    explicit NatsServer(const QString &config = QString());
     ~NatsServer();
     bool available() const { return m_running; }
     QString url() const { return QStringLiteral("nats://127.0.0.1:%1").arg(m_port); }
@@ -24,6 +26,7 @@ public:
     static QString program(); // empty when not installed
 
 private:
+    QTemporaryDir m_dir;
     QProcess m_process;
     int m_port = 0;
     bool m_running = false;

@@ -9,7 +9,10 @@
 
 #include <platform/errors.h>
 
+#include <QFile>
+#include <QProcess>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 
 using namespace korva;
 using namespace korva::server;
@@ -64,6 +67,7 @@ private slots:
     void codeListsRunOnTheDeskNotTheService();
     void sendDeliversTheReplyAndANoticeReachesTheReceiver();
     void twoServiceProcessesShareTheLoadAndOneKilledLosesNothing();
+    void overTlsOnlyTheServiceAccountServes();
 };
 
 void TestNetwork::signedOnRequestsActForTheSessionsOfficer()
@@ -357,6 +361,105 @@ void TestNetwork::twoServiceProcessesShareTheLoadAndOneKilledLosesNothing()
     QVERIFY(survivorAnswered >= kSaves / 2);
     // ... and before it, the killed one had its share.
     QVERIFY(survivorAnswered < kSaves);
+}
+
+namespace {
+
+// A throwaway authority and a certificate for 127.0.0.1 signed by it; false when openssl is
+// not there.
+bool makeCertificates(const QTemporaryDir &dir)
+{
+    auto openssl = [&dir](const QStringList &arguments) {
+        QProcess p;
+        p.setWorkingDirectory(dir.path());
+        p.setProcessChannelMode(QProcess::MergedChannels);
+        p.start(QStringLiteral("openssl"), arguments);
+        return p.waitForFinished(30'000) && p.exitStatus() == QProcess::NormalExit &&
+               p.exitCode() == 0;
+    };
+    QFile ext(dir.filePath(QStringLiteral("ext.cnf")));
+    if (!ext.open(QIODevice::WriteOnly))
+        return false;
+    ext.write("subjectAltName=IP:127.0.0.1\n");
+    ext.close();
+    const QStringList ec{QStringLiteral("-newkey"), QStringLiteral("ec"),
+                         QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"),
+                         QStringLiteral("-nodes")};
+    return openssl(QStringList{QStringLiteral("req"), QStringLiteral("-x509")} + ec +
+                   QStringList{QStringLiteral("-keyout"), QStringLiteral("ca.key"),
+                               QStringLiteral("-out"), QStringLiteral("ca.pem"),
+                               QStringLiteral("-days"), QStringLiteral("2"),
+                               QStringLiteral("-subj"), QStringLiteral("/CN=korva test ca")}) &&
+           openssl(QStringList{QStringLiteral("req")} + ec +
+                   QStringList{QStringLiteral("-keyout"), QStringLiteral("bus.key"),
+                               QStringLiteral("-out"), QStringLiteral("bus.csr"),
+                               QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1")}) &&
+           openssl({QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
+                    QStringLiteral("bus.csr"), QStringLiteral("-CA"), QStringLiteral("ca.pem"),
+                    QStringLiteral("-CAkey"), QStringLiteral("ca.key"),
+                    QStringLiteral("-CAcreateserial"), QStringLiteral("-out"),
+                    QStringLiteral("bus.pem"), QStringLiteral("-days"), QStringLiteral("2"),
+                    QStringLiteral("-extfile"), QStringLiteral("ext.cnf")});
+}
+
+} // namespace
+
+void TestNetwork::overTlsOnlyTheServiceAccountServes()
+{
+    QTemporaryDir certs;
+    if (!makeCertificates(certs))
+        QSKIP("openssl could not make the test certificates");
+    // The service account may take requests; a desk may only ask.
+    const QString config = QStringLiteral(R"(
+tls { cert_file: "%1", key_file: "%2" }
+authorization {
+  SERVICE = { subscribe: ["korva.t7"], publish: ["_INBOX.>", "korva.notice.>"] }
+  DESK = { publish: ["korva.t7"], subscribe: ["_INBOX.>", "korva.notice.>"] }
+  users = [
+    {user: "service", password: "service-pw", permissions: $SERVICE}
+    {user: "desk", password: "desk-pw", permissions: $DESK}
+  ]
+}
+)")
+                               .arg(certs.filePath(QStringLiteral("bus.pem")),
+                                    certs.filePath(QStringLiteral("bus.key")));
+    NatsServer bus(config);
+    KORVA_NEEDS_NATS(bus);
+    Store store;
+    setPasswords(store);
+    auto account = [&](const QString &user, const QString &password, bool tls) {
+        NatsSettings s = bus.settings(QStringLiteral("korva.t7"));
+        s.user = user;
+        s.password = password;
+        if (tls)
+            s.caFile = certs.filePath(QStringLiteral("ca.pem"));
+        return s;
+    };
+    const NatsSettings desk = account(QStringLiteral("desk"), QStringLiteral("desk-pw"), true);
+
+    // Neither in clear nor with a wrong bus password.
+    QVERIFY_THROWS_EXCEPTION(
+        ProcError, NatsBroker(account(QStringLiteral("desk"), QStringLiteral("desk-pw"), false)));
+    QVERIFY_THROWS_EXCEPTION(
+        ProcError, NatsBroker(account(QStringLiteral("desk"), QStringLiteral("guess"), true)));
+
+    // A desk's account that tries to serve hears nothing: the request finds no service.
+    {
+        ServiceOptions rogue = serviceOptions(bus, QStringLiteral("korva.t7"));
+        rogue.bus = desk;
+        BrokerService impostor(rogue);
+        NatsBroker asker(desk);
+        asker.setTimeout(3000);
+        QCOMPARE(signOn(asker, DemoOfficer::Demo, QLatin1String(kPassword)),
+                 NatsBroker::noServiceText());
+    }
+
+    ServiceOptions real = serviceOptions(bus, QStringLiteral("korva.t7"));
+    real.bus = account(QStringLiteral("service"), QStringLiteral("service-pw"), true);
+    BrokerService service(real);
+    NatsBroker asker(desk);
+    QCOMPARE(signOn(asker, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
+    QCOMPARE(asker.call(request(RequestKind::ReferenceData, DemoOfficer::Demo)).error, QString());
 }
 
 KORVA_SERVER_TEST_MAIN(TestNetwork)
