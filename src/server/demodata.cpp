@@ -243,6 +243,7 @@ private:
                          f.id == DemoOfficer::Retired ? day(-30) : QVariant()});
         right.add({DemoOfficer::Demo, assignment, latin("R")});
         right.add({DemoOfficer::Demo, closers, latin("G")});
+        right.add({DemoOfficer::Demo, latin("AssignmentListAll"), latin("R")});
         // The refund chain's rights: the demo officer may take any step, and four officers
         // between them take one refund from preparation to the mail date.
         const char *const refundSteps[] = {"RefundPrepare", "RefundVerify", "RefundApprove",

@@ -212,8 +212,16 @@ BrokerReply handleQuery(HandlerContext &ctx, const BrokerRequest &request)
     if (request.keyValue(u"HISTORY").trimmed().compare(u"YES", Qt::CaseInsensitive) == 0)
         return history(ctx, request);
     const ListQuery q = ListQuery::fromRequest(request);
-    if (q.officer != ctx.session.officerId && !findOfficer(ctx.db, q.officer))
-        throw RequestError(QStringLiteral("Officer %1 is not known.").arg(q.officer));
+    if (q.officer != ctx.session.officerId) {
+        if (!hasRight(ctx.db, ctx.session.officerId, QLatin1String(kRightListAll), 'R'))
+            throw RequestError(QStringLiteral("You may list only the assignments you sent or "
+                                              "received; listing officer %1's needs the \"%2\" "
+                                              "right.")
+                                   .arg(q.officer)
+                                   .arg(QLatin1String(kRightListAll)));
+        if (!findOfficer(ctx.db, q.officer))
+            throw RequestError(QStringLiteral("Officer %1 is not known.").arg(q.officer));
+    }
     // One row past the cap tells a result that fits from one that was cut short.
     const int cap = ctx.db.settings().maxListRows;
     QSqlQuery &sql = ctx.db.run(limitedListText(q.direction, q.status),

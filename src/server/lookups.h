@@ -29,6 +29,8 @@ struct AssignmentType {
 
 inline constexpr auto kRightAssignment = "Assignment";
 inline constexpr auto kGroupClosers = "ASSIGNMENTCLOSERS";
+// Lets a supervisor list the assignments another officer sent or received.
+inline constexpr auto kRightListAll = "AssignmentListAll";
 inline constexpr auto kDefaultType = "DEF"; // what a screen sends when no type was chosen
 
 // Reads behind the server's rules; all bound, all cheap primary-key or index reads.

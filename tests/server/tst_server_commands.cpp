@@ -95,6 +95,7 @@ private slots:
     void eachCommandWritesOneHistoryRow();
     void typeRulesFollowTheAssignmentsRegion();
     void historyAndForwardCopies();
+    void listsAreTheOfficersOwnUnlessARightAllowsMore();
 };
 
 void TestServerCommands::forgedCommandsAreRefusedAndWriteNothing_data()
@@ -299,6 +300,30 @@ void TestServerCommands::historyAndForwardCopies()
                 .error.contains(u"Only the addressee"));
     QCOMPARE(store.update(1005, {command(nbr, QStringLiteral("FWD"), 1005, 1006)}).error,
              QString());
+}
+
+void TestServerCommands::listsAreTheOfficersOwnUnlessARightAllowsMore()
+{
+    Store store;
+    store.addAssignment(kAddressee, QStringLiteral("001"), kSender);
+    auto list = [&](qint64 asker, qint64 officer) {
+        return store.send(RequestKind::Query, asker,
+                          {{"ASGNMT_FRM_DT", today(-1)},
+                           {"ASGNMT_TO_DT", today()},
+                           {"OFCR_TO_ID", QString::number(officer)}});
+    };
+    const BrokerReply own = list(kAddressee, kAddressee);
+    QCOMPARE(own.error, QString());
+    QCOMPARE(own.recordSet(QStringLiteral("ASSIGNMENT"))->storageCount(), 1);
+    // Another officer's list: refused without the right, whatever the officer's groups.
+    for (qint64 asker : {kOutsider, kSender}) {
+        const BrokerReply r = list(asker, kAddressee);
+        QVERIFY2(r.error.contains(u"AssignmentListAll"), qPrintable(r.error));
+        QVERIFY(r.recordSets.isEmpty());
+    }
+    const BrokerReply supervised = list(kCloser, kAddressee);
+    QCOMPARE(supervised.error, QString());
+    QCOMPARE(supervised.recordSet(QStringLiteral("ASSIGNMENT"))->storageCount(), 1);
 }
 
 KORVA_SERVER_TEST_MAIN(TestServerCommands)
