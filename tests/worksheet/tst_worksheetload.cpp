@@ -29,54 +29,27 @@ void TestWorksheetLoad::statusTableSetsTheControls_data()
     QTest::addColumn<QString>("buttons");  // save, void, print: '1' on, '0' off
     QTest::addColumn<int>("officerLabel"); // the label given the signed-on officer, or -1
 
-    QTest::newRow("0 prepared here") << "0"
-                                     << "O"
-                                     << "xx"
-                                     << "110" << 7;
-    QTest::newRow("unlisted code") << "Q"
-                                   << "R"
-                                   << "xx"
-                                   << "110" << 7;
-    QTest::newRow("1 verify") << "1"
-                              << "O"
-                              << "xx"
-                              << "110" << 8;
-    QTest::newRow("1 read only") << "1"
-                                 << "R"
-                                 << "xx"
-                                 << "010" << 8;
-    QTest::newRow("2 approve") << "2"
-                               << "O"
-                               << "xx"
-                               << "110" << 9;
-    QTest::newRow("3 issue") << "3"
-                             << "O"
-                             << "xo"
-                             << "110" << 10;
-    QTest::newRow("3 read only") << "3"
-                                 << "R"
-                                 << "xx"
-                                 << "010" << 10;
-    QTest::newRow("4 mail") << "4"
-                            << "O"
-                            << "os"
-                            << "100" << -1;
-    QTest::newRow("4 read only") << "4"
-                                 << "R"
-                                 << "os"
-                                 << "000" << -1;
-    QTest::newRow("5 mailed") << "5"
-                              << "O"
-                              << "ss"
-                              << "001" << -1;
-    QTest::newRow("T transferred") << "T"
-                                   << "O"
-                                   << "ss"
-                                   << "101" << -1;
-    QTest::newRow("V voided, lower case") << " v"
-                                          << "O"
-                                          << "ss"
-                                          << "001" << -1;
+    struct Row {
+        const char *name, *status, *mode, *visible, *buttons;
+        int officerLabel;
+    };
+    for (const Row &r : {
+             Row{"0 prepared here", "0", "O", "xx", "110", 7},
+             Row{"unlisted code", "Q", "R", "xx", "110", 7},
+             Row{"1 verify", "1", "O", "xx", "110", 8},
+             Row{"1 read only", "1", "R", "xx", "010", 8},
+             Row{"2 approve", "2", "O", "xx", "110", 9},
+             Row{"3 issue", "3", "O", "xo", "110", 10},
+             Row{"3 read only", "3", "R", "xx", "010", 10},
+             Row{"4 mail", "4", "O", "os", "100", -1},
+             Row{"4 read only", "4", "R", "os", "000", -1},
+             Row{"5 mailed", "5", "O", "ss", "001", -1},
+             Row{"T transferred", "T", "O", "ss", "101", -1},
+             Row{"V voided, lower case", " v", "O", "ss", "001", -1},
+         })
+        QTest::newRow(r.name) << QString::fromLatin1(r.status) << QString::fromLatin1(r.mode)
+                              << QString::fromLatin1(r.visible) << QString::fromLatin1(r.buttons)
+                              << r.officerLabel;
 }
 
 void TestWorksheetLoad::statusTableSetsTheControls()
@@ -104,7 +77,8 @@ void TestWorksheetLoad::statusTableSetsTheControls()
     for (int i = 7; i <= 10; ++i)
         QCOMPARE(f.label(i)->text(), i == officerLabel ? QStringLiteral("1001") : QString());
     if (officerLabel > 0)
-        QCOMPARE(f.sheet->mLblOfficerName[officerLabel - 7]->text(), QStringLiteral("DOE, JANE Q."));
+        QCOMPARE(f.sheet->mLblOfficerName[officerLabel - 7]->text(),
+                 QStringLiteral("DOE, JANE Q."));
     QCOMPARE(f.sheet->statusCode(), status.trimmed().toUpper());
     // After the reply a worksheet opened for reading can no longer be saved.
     const bool saveBefore = f.button(0)->isEnabled();
@@ -215,18 +189,21 @@ void TestWorksheetLoad::refusedSaveStepsTheStatusBack_data()
     QTest::addColumn<QString>("sent");
     QTest::addColumn<QString>("after");
 
-    QTest::newRow("1 back to 1") << "1" << false << false << "2"
-                                 << "1";
-    QTest::newRow("2 back to 2") << "2" << false << false << "3"
-                                 << "2";
-    QTest::newRow("3 refunded back to 3") << "3" << false << false << "4"
-                                          << "3";
-    QTest::newRow("3 transferred back to 3") << "3" << true << false << "T"
-                                             << "3";
-    QTest::newRow("4 back to 4") << "4" << false << false << "5"
-                                 << "4";
-    QTest::newRow("loaded from outside: left advanced") << "2" << false << true << "3"
-                                                        << "3";
+    struct Row {
+        const char *name, *status;
+        bool transferred, fromOutside;
+        const char *sent, *after;
+    };
+    for (const Row &r : {
+             Row{"1 back to 1", "1", false, false, "2", "1"},
+             Row{"2 back to 2", "2", false, false, "3", "2"},
+             Row{"3 refunded back to 3", "3", false, false, "4", "3"},
+             Row{"3 transferred back to 3", "3", true, false, "T", "3"},
+             Row{"4 back to 4", "4", false, false, "5", "4"},
+             Row{"loaded from outside: left advanced", "2", false, true, "3", "3"},
+         })
+        QTest::newRow(r.name) << QString::fromLatin1(r.status) << r.transferred << r.fromOutside
+                              << QString::fromLatin1(r.sent) << QString::fromLatin1(r.after);
 }
 
 void TestWorksheetLoad::refusedSaveStepsTheStatusBack()
