@@ -17,6 +17,7 @@
 #include <QTimer>
 
 using namespace korva;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -102,30 +103,20 @@ void TestFrmAssignROC::modeSetsCaptionsAndTheExactRow_data()
     QTest::addColumn<QString>("frame");
     QTest::addColumn<QString>("tail"); // the fields after ACTION, ASGNMT_NBR, ASGNMT_CMMT_TXT
 
-    // A reply goes from the addressee (B2) back to the sender (A1).
+    // A reply goes from the addressee (B2) back to the sender (A1); a close sends no notify
+    // indicator; an unknown mode keeps the design captions.
     const char *reply = "OFCR_FRM_ID=B2|OFCR_TO_ID=A1|NTFY_IND=N";
-    QTest::newRow("reply") << "REPLY"
-                           << "Reply to Sender"
-                           << "Reply Comment:" << reply;
-    QTest::newRow("reply, lower case and padded") << "reply "
-                                                  << "Reply to Sender"
-                                                  << "Reply Comment:" << reply;
-    QTest::newRow("close, no notify indicator") << "CLOSE"
-                                                << "Close Assignment"
-                                                << "Close Comment:"
-                                                << "ASGNMT_STTS_CD=C";
-    QTest::newRow("reopen") << "Open"
-                            << "Reopen Assignment"
-                            << "Reopen Comment:"
-                            << "ASGNMT_STTS_CD=O|NTFY_IND=N";
-    QTest::newRow("unknown mode keeps the design captions") << "hold"
-                                                            << "Reply to Sender"
-                                                            << "Reply Comment"
-                                                            << "ASGNMT_STTS_CD=H";
-    QTest::newRow("empty mode") << ""
-                                << "Reply to Sender"
-                                << "Reply Comment"
-                                << "ASGNMT_STTS_CD=";
+    const char *rows[][5] = {
+        {"reply", "REPLY", "Reply to Sender", "Reply Comment:", reply},
+        {"reply, lower case and padded", "reply ", "Reply to Sender", "Reply Comment:", reply},
+        {"close", "CLOSE", "Close Assignment", "Close Comment:", "ASGNMT_STTS_CD=C"},
+        {"reopen", "Open", "Reopen Assignment", "Reopen Comment:", "ASGNMT_STTS_CD=O|NTFY_IND=N"},
+        {"unknown mode", "hold", "Reply to Sender", "Reply Comment", "ASGNMT_STTS_CD=H"},
+        {"empty mode", "", "Reply to Sender", "Reply Comment", "ASGNMT_STTS_CD="},
+    };
+    for (const auto &r : rows)
+        QTest::newRow(r[0]) << QString::fromLatin1(r[1]) << QString::fromLatin1(r[2])
+                            << QString::fromLatin1(r[3]) << QString::fromLatin1(r[4]);
 }
 
 void TestFrmAssignROC::modeSetsCaptionsAndTheExactRow()
@@ -206,13 +197,13 @@ void TestFrmAssignROC::replyOutcomes_data()
     QTest::addColumn<QString>("lastStatus");
 
     const QString saving = QStringLiteral("Saving Reply Of Assignment ... ");
-    QTest::newRow("good") << "good" << true << ""
-                          << "Ready ...";
-    QTest::newRow("refused") << "bad" << false << "Row 1: Assignment 77 is already closed."
+    QTest::newRow("good") << u"good"_s << true << QString() << u"Ready ..."_s;
+    QTest::newRow("refused") << u"bad"_s << false << u"Row 1: Assignment 77 is already closed."_s
                              << saving;
-    QTest::newRow("timed out") << "timeout" << false << "The message broker did not answer in time."
-                               << "Query timed out.";
-    QTest::newRow("another screen's") << "foreign" << false << "" << saving;
+    QTest::newRow("timed out") << u"timeout"_s << false
+                               << u"The message broker did not answer in time."_s
+                               << u"Query timed out."_s;
+    QTest::newRow("another screen's") << u"foreign"_s << false << QString() << saving;
 }
 
 void TestFrmAssignROC::replyOutcomes()
