@@ -8,7 +8,6 @@
 
 #include <QLabel>
 #include <QPushButton>
-#include <QTimer>
 
 using namespace korva;
 
@@ -61,9 +60,8 @@ private slots:
     void showsStepsNewestFirstWithNames();
     void emptyOrMissingHistory();
     void columnsInTheirOrder();
-    void resizeKeepsGridAndButtonInPlace();
+    void resizeKeepsGridAndButtonInPlaceAndOkCloses();
     void parametersFillTheFrame();
-    void okCloses();
 };
 
 void TestFrmAssignHistory::showsStepsNewestFirstWithNames()
@@ -141,7 +139,7 @@ void TestFrmAssignHistory::columnsInTheirOrder()
     QCOMPARE(caption("ASGNMT_CMMT_TXT"), QStringLiteral("Comment"));
 }
 
-void TestFrmAssignHistory::resizeKeepsGridAndButtonInPlace()
+void TestFrmAssignHistory::resizeKeepsGridAndButtonInPlaceAndOkCloses()
 {
     dlg->show();
     DataGrid *g = grid();
@@ -161,6 +159,8 @@ void TestFrmAssignHistory::resizeKeepsGridAndButtonInPlace()
         QCOMPARE(ok->x() + ok->width(), size.width() - margin); // right-aligned with the grid
         QCOMPARE(ok->y() + ok->height(), size.height() - margin);
     }
+    QTest::mouseClick(ok, Qt::LeftButton);
+    QVERIFY(!dlg->isVisible());
 }
 
 void TestFrmAssignHistory::parametersFillTheFrame()
@@ -179,16 +179,6 @@ void TestFrmAssignHistory::parametersFillTheFrame()
     QCOMPARE(tp->reporter.reports.size(), 1);
     QCOMPARE(tp->reporter.reports.first().source,
              QStringLiteral("frmAssignHistory.PassParameters"));
-}
-
-void TestFrmAssignHistory::okCloses()
-{
-    QTimer::singleShot(0, dlg.get(), [this] {
-        QTest::mouseClick(dlg->findChild<QPushButton *>(QStringLiteral("cmdOK")), Qt::LeftButton);
-    });
-    dlg->exec();
-    QVERIFY(!dlg->isVisible());
-    QVERIFY(tp->reporter.reports.isEmpty());
 }
 
 KORVA_TEST_MAIN(TestFrmAssignHistory)
