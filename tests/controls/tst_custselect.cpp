@@ -11,17 +11,23 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <array>
+
 using namespace korva;
 
 namespace {
 
-RecordSetPtr customers(const QList<QList<QVariant>> &rows)
+// Rows of id, name and alert flag, as the server sends them.
+RecordSetPtr customers(std::initializer_list<std::array<const char *, 3>> rows)
 {
+    QList<QList<QVariant>> values;
+    for (const auto &r : rows)
+        values.append({QString::fromUtf8(r[0]), QString::fromUtf8(r[1]), QString::fromUtf8(r[2])});
     return testkit::makeRecordSet(QStringLiteral("CUSTOMER"),
                                   {{QStringLiteral("CUST_ID"), FieldType::Text},
                                    {QStringLiteral("CUST_NM"), FieldType::Text},
                                    {QStringLiteral("HAS_ALRT"), FieldType::Text}},
-                                  rows);
+                                  values);
 }
 
 struct Picker {
@@ -81,9 +87,7 @@ private slots:
         QVERIFY(p.select->isBusy());
         QVERIFY(p.busy->isVisible());
 
-        p.tp.fakeBroker.replyGood(
-            {customers({{QStringLiteral("400000001"), QStringLiteral("Acme Hardware LLC #0"),
-                         QStringLiteral("N")}})});
+        p.tp.fakeBroker.replyGood({customers({{"400000001", "Acme Hardware LLC #0", "N"}})});
         QVERIFY(!p.select->isBusy());
         QVERIFY(!p.busy->isVisible());
         QCOMPARE(p.names(), QStringList{QStringLiteral("Acme Hardware LLC #0")});
@@ -102,39 +106,29 @@ private slots:
 
         // The first answer, overtaken by the second question, is dropped and the search
         // still counts as running.
-        p.tp.fakeBroker.replyGood(
-            {customers({{QStringLiteral("1"), QStringLiteral("SATO, ANN"), QStringLiteral("N")}})},
-            0);
+        p.tp.fakeBroker.replyGood({customers({{"1", "SATO, ANN", "N"}})}, 0);
         QVERIFY(p.select->isBusy());
         QCOMPARE(p.found->topLevelItemCount(), 0);
 
         p.tp.fakeBroker.replyGood(
-            {customers(
-                {{QStringLiteral("2"), QStringLiteral("SMITH, LEE"), QStringLiteral("N")},
-                 {QStringLiteral("3"), QStringLiteral("SMYTHE, AIKO"), QStringLiteral("Y")}})},
-            1);
+            {customers({{"2", "SMITH, LEE", "N"}, {"3", "SMYTHE, AIKO", "Y"}})}, 1);
         QVERIFY(!p.select->isBusy());
         QCOMPARE(p.names(),
                  (QStringList{QStringLiteral("SMITH, LEE"), QStringLiteral("SMYTHE, AIKO")}));
 
         // A late first answer after the latest one changes nothing either.
-        p.tp.fakeBroker.replyGood(
-            {customers({{QStringLiteral("1"), QStringLiteral("SATO, ANN"), QStringLiteral("N")}})},
-            0);
+        p.tp.fakeBroker.replyGood({customers({{"1", "SATO, ANN", "N"}})}, 0);
         QCOMPARE(p.found->topLevelItemCount(), 2);
 
         // Emptying the text drops whatever still runs.
         p.type(QStringLiteral("i"));
         QVERIFY(p.waitSent(3));
-        QTest::keyClick(p.text, Qt::Key_Backspace);
-        QTest::keyClick(p.text, Qt::Key_Backspace);
-        QTest::keyClick(p.text, Qt::Key_Backspace);
+        for (int i = 0; i < 3; ++i)
+            QTest::keyClick(p.text, Qt::Key_Backspace);
         QCOMPARE(p.text->text(), QString());
         QVERIFY(!p.select->isBusy());
         QCOMPARE(p.found->topLevelItemCount(), 0);
-        p.tp.fakeBroker.replyGood(
-            {customers({{QStringLiteral("2"), QStringLiteral("SMITH, LEE"), QStringLiteral("N")}})},
-            2);
+        p.tp.fakeBroker.replyGood({customers({{"2", "SMITH, LEE", "N"}})}, 2);
         QCOMPARE(p.found->topLevelItemCount(), 0);
         QTest::qWait(60);
         QCOMPARE(p.sent().size(), 3);
@@ -159,16 +153,13 @@ private slots:
         QSignalSpy alerts(p.select, &KORVA_CustSelect::HasAlerts);
         p.type(QStringLiteral("r"));
         QVERIFY(p.waitSent(1));
-        p.tp.fakeBroker.replyGood({customers(
-            {{QStringLiteral("400000010"), QStringLiteral("RAMOS, ROSA"), QStringLiteral("N")},
-             {QStringLiteral("400000011"), QStringLiteral("RUSSO, OMAR"), QStringLiteral("Y")},
-             {QStringLiteral("400000012"), QStringLiteral("Riverside Bakery #12"),
-              QStringLiteral("N")}})});
+        p.tp.fakeBroker.replyGood({customers({{"400000010", "RAMOS, ROSA", "N"},
+                                              {"400000011", "RUSSO, OMAR", "Y"},
+                                              {"400000012", "Riverside Bakery #12", "N"}})});
 
         // Down past the end stays on the last row; Up comes back; Enter chooses.
-        QTest::keyClick(p.text, Qt::Key_Down);
-        QTest::keyClick(p.text, Qt::Key_Down);
-        QTest::keyClick(p.text, Qt::Key_Down);
+        for (int i = 0; i < 3; ++i)
+            QTest::keyClick(p.text, Qt::Key_Down);
         QTest::keyClick(p.text, Qt::Key_Up);
         QTest::keyClick(p.text, Qt::Key_Return);
         QCOMPARE(p.select->CustomerID(), QStringLiteral("400000011"));
