@@ -181,39 +181,35 @@ private slots:
         QVERIFY(object);
 
         QString shownContext;
-        QStringList shownSuggestions;
+        auto click = [](QWidget *dialog, const char *name) {
+            QTest::mouseClick(dialog->findChild<QPushButton *>(QLatin1String(name)),
+                              Qt::LeftButton);
+        };
         QTimer::singleShot(0, this, [&] {
             auto *dialog = qobject_cast<SpellCheckDialog *>(QApplication::activeModalWidget());
             QVERIFY(dialog);
             shownContext =
                 dialog->findChild<QTextEdit *>(QStringLiteral("txtContext"))->toPlainText();
             auto *list = dialog->findChild<QListWidget *>(QStringLiteral("lstSuggestions"));
-            for (int i = 0; i < list->count(); ++i)
-                shownSuggestions.append(list->item(i)->text());
             const auto found = list->findItems(QStringLiteral("The"), Qt::MatchExactly);
             QVERIFY(!found.isEmpty());
             list->setCurrentItem(found.first());
-            QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdChange")),
-                              Qt::LeftButton);
+            click(dialog, "cmdChange");
             // Second word: typed by hand rather than picked.
             auto *changeTo = dialog->findChild<QLineEdit *>(QStringLiteral("txtChangeTo"));
             changeTo->clear();
             QTest::keyClicks(changeTo, QStringLiteral("received"));
-            QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdChange")),
-                              Qt::LeftButton);
+            click(dialog, "cmdChange");
         });
         QCOMPARE(object->CheckSpelling(QStringLiteral("Teh refund was recieved today")),
                  QStringLiteral("The refund was received today"));
         QCOMPARE(shownContext, QStringLiteral("Teh refund was recieved today"));
-        QVERIFY(shownSuggestions.contains(QStringLiteral("The")));
 
         QTimer::singleShot(0, this, [&] {
             auto *dialog = QApplication::activeModalWidget();
             QVERIFY(dialog);
-            QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdChange")),
-                              Qt::LeftButton);
-            QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("cmdCancel")),
-                              Qt::LeftButton);
+            click(dialog, "cmdChange");
+            click(dialog, "cmdCancel");
         });
         QCOMPARE(object->CheckSpelling(QStringLiteral("Teh refund was recieved")),
                  QStringLiteral("Teh refund was recieved"));
