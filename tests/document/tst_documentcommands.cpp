@@ -13,6 +13,7 @@
 
 using namespace korva;
 using namespace korva::doctest;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -80,14 +81,12 @@ private slots:
         QTest::addColumn<QString>("dialog");
         QTest::addColumn<bool>("ok");
         QTest::addColumn<QString>("dayCounts"); // published for the forward dialog only
-        QTest::newRow("reply") << 2 << "O"
-                               << "korva::frmAssignROC REPLY" << true << "0/0";
-        QTest::newRow("close") << 3 << "O"
-                               << "korva::frmAssignROC CLOSE" << true << "0/0";
-        QTest::newRow("reopen, cancel") << 4 << "C"
-                                        << "korva::frmAssignROC OPEN" << false << "0/0";
-        QTest::newRow("forward") << 1 << "O"
-                                 << "korva::frmAssignForward" << true << "5/15";
+        QTest::newRow("reply") << 2 << u"O"_s << u"korva::frmAssignROC REPLY"_s << true << u"0/0"_s;
+        QTest::newRow("close") << 3 << u"O"_s << u"korva::frmAssignROC CLOSE"_s << true << u"0/0"_s;
+        QTest::newRow("reopen, cancel")
+            << 4 << u"C"_s << u"korva::frmAssignROC OPEN"_s << false << u"0/0"_s;
+        QTest::newRow("forward") << 1 << u"O"_s << u"korva::frmAssignForward"_s << true
+                                 << u"5/15"_s;
     }
     void dialogsReportBack()
     {
