@@ -12,37 +12,34 @@ namespace {
 
 using Setup = std::function<void(Fixture &)>;
 
-// Controls a test names by letter in its expected marks.
+// Controls a test names by letter in its expected marks: receiver (rdo(2) stands for the
+// three, marked together), comment, description, warrant, Transferred/Refunded (marked
+// together), mail date, refund date, and the preparer's, verifier's, approver's and issuer's
+// labels.
+const QString kMarkable = QStringLiteral("rcdwomfpvai");
+
 QWidget *control(Fixture &f, QChar c)
 {
-    switch (c.unicode()) {
-    case 'r':
-        return f.rdo(2); // the receivers are marked together; one stands for the three
-    case 'c':
-        return f.text(0);
-    case 'd':
-        return f.text(1);
-    case 'w':
-        return f.warrant();
-    case 'o':
-        return f.rdo(0); // Transferred and Refunded, marked together
-    case 'm':
-        return f.dtp(1);
-    case 'f':
-        return f.dtp(0);
-    case 'p':
-        return f.label(7);
-    case 'v':
-        return f.label(8);
-    case 'a':
-        return f.label(9);
-    case 'i':
-        return f.label(10);
-    }
-    return nullptr;
+    const QList<QWidget *> controls{f.rdo(2),   f.text(0),  f.text(1),  f.warrant(),
+                                    f.rdo(0),   f.dtp(1),   f.dtp(0),   f.label(7),
+                                    f.label(8), f.label(9), f.label(10)};
+    return controls.value(kMarkable.indexOf(c));
 }
 
-const QString kMarkable = QStringLiteral("rcdwomfpvai");
+// No receiver chosen, which the exclusive group alone would not allow.
+void clearReceiver(Fixture &f)
+{
+    f.rdo(2)->setAutoExclusive(false);
+    f.rdo(2)->setChecked(false);
+}
+
+QString sentFields(Fixture &f)
+{
+    QStringList sent;
+    for (const auto &[name, value] : f.sentRecord())
+        sent.append(name + u'=' + value.toString());
+    return sent.join(u'\n');
+}
 
 } // namespace
 
@@ -104,8 +101,7 @@ void TestWorksheetSave::checkEditGathersItsMessages_data()
     QTest::newRow("status label V stops the checks")
         << "2" << Setup([](Fixture &f) {
                f.label(11)->setText(QStringLiteral("V"));
-               f.rdo(2)->setAutoExclusive(false);
-               f.rdo(2)->setChecked(false);
+               clearReceiver(f);
                f.text(0)->clear();
            })
         << QStringLiteral("The following transaction can not be voided or saved: a "
@@ -113,8 +109,7 @@ void TestWorksheetSave::checkEditGathersItsMessages_data()
         << QString();
     QTest::newRow("no receiver, no comment")
         << "1" << Setup([](Fixture &f) {
-               f.rdo(2)->setAutoExclusive(false);
-               f.rdo(2)->setChecked(false);
+               clearReceiver(f);
                f.text(0)->setPlainText(QStringLiteral("   "));
            })
         << QStringLiteral("Please select who receives the refund when issued\r\n"
@@ -254,9 +249,7 @@ void TestWorksheetSave::eachStepSendsItsFields_data()
         << QStringLiteral("ACTION=UPD\nCUST_ID=400000001\nRFND_NBR=42\nTO=2\nVERIFY_ID=1001\n"
                           "QRT_CMMT_TXT=Overpaid twice\nRCPT_NBR=R0000042\nSTTS_CD=2");
     QTest::newRow("2 approve, no receiver") << "2" << Setup([](Fixture &f) {
-        f.rdo(2)->setAutoExclusive(false);
-        f.rdo(2)->setChecked(false);
-        f.rdo(2)->setAutoExclusive(true);
+        clearReceiver(f);
         f.label(11)->setText(QStringLiteral("2")); // a bare code is not rule 5's
     }) << QString();
     QTest::newRow("3 transferred")
@@ -303,10 +296,7 @@ void TestWorksheetSave::eachStepSendsItsFields()
     const BrokerRequest &r = f.tp.fakeBroker.last().request;
     QCOMPARE(r.kind(), 75);
     QCOMPARE(r.messageId(), QStringLiteral("KORVAWorkSheet"));
-    QStringList sent;
-    for (const auto &[name, value] : f.sentRecord())
-        sent.append(name + u'=' + value.toString());
-    QCOMPARE(sent.join(u'\n'), record);
+    QCOMPARE(sentFields(f), record);
     QCOMPARE(f.sheet->statusCode(), record.section(QStringLiteral("STTS_CD="), 1));
     QCOMPARE(f.sheet->action(), status == u"0" ? QStringLiteral("ISSUE") : QString());
     QVERIFY(f.sheet->GetSavedVoidedFlag() && f.sheet->savePending());
@@ -331,13 +321,8 @@ void TestWorksheetSave::voidSendsItsShortRecord()
     f.label(8)->setText(f.label(9)->text()); // separation is not a void's business
     f.button(2)->click();
     QVERIFY2(f.sheet->errorText().isEmpty(), qPrintable(f.sheet->errorText()));
-    QStringList sent;
-    for (const auto &[name, value] : f.sentRecord())
-        sent.append(name + u'=' + value.toString());
-    QCOMPARE(sent,
-             QStringList({QStringLiteral("ACTION=UPD"), QStringLiteral("CUST_ID=400000001"),
-                          QStringLiteral("RFND_NBR=42"), QStringLiteral("STTS_CD=V"),
-                          QStringLiteral("VOID_ID=1001"), QStringLiteral("RCPT_NBR=R0000042")}));
+    QCOMPARE(sentFields(f), QStringLiteral("ACTION=UPD\nCUST_ID=400000001\nRFND_NBR=42\nSTTS_CD=V\n"
+                                           "VOID_ID=1001\nRCPT_NBR=R0000042"));
     QCOMPARE(f.sheet->statusCode(), QStringLiteral("2"));
     QVERIFY(f.sheet->GetSavedVoidedFlag());
     f.tp.fakeBroker.replyGood({refundRecord(refundAt(QStringLiteral("2")))});
