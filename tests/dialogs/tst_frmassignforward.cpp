@@ -225,6 +225,7 @@ private slots:
             auto *text = picker->findChild<QLineEdit *>(QStringLiteral("txtOfficer"));
             QTest::keyClicks(text, QStringLiteral("roe"));
             QTest::keyClick(text, Qt::Key_Return);
+            QVERIFY(picker->isVisible()); // Enter picks; it does not end the dialog
             QTest::mouseClick(picker->findChild<QPushButton *>(QStringLiteral("cmdOK")),
                               Qt::LeftButton);
         });
