@@ -7,7 +7,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTimer>
 
 using namespace korva;
 
@@ -167,21 +166,6 @@ private slots:
         QCOMPARE(c.ok.size(), 0);
         QVERIFY(!c.dlg.isVisible());
         QVERIFY(c.tp.reporter.reports.isEmpty());
-    }
-
-    // Shown modally, Enter in the picker picks rather than ending the dialog; OK ends it.
-    void modalRunEndsWithOk()
-    {
-        Dialog d;
-        QTimer::singleShot(0, &d.dlg, [&d] {
-            d.pick(QStringLiteral("roe"));
-            QCOMPARE(d.dlg.isVisible(), true);
-            d.pick(QStringLiteral("doe"));
-            QTest::mouseClick(d.child<QPushButton>("cmdOK"), Qt::LeftButton);
-        });
-        d.dlg.exec();
-        QCOMPARE(d.ok.size(), 1);
-        QCOMPARE(d.handedOver()->count(), 2);
     }
 };
 
