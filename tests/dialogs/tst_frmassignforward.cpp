@@ -6,6 +6,7 @@
 #include "test_main.h"
 #include "testkit.h"
 
+#include "common/conventions.h"
 #include "common/modassignmaint.h"
 #include "platform/controls/codescombo.h"
 #include "platform/controls/datagrid.h"
@@ -436,7 +437,7 @@ void TestFrmAssignForward::forwardedThroughTheRealBrokerReachesBothOfficers()
 {
     constexpr int kOfficer = 1001;
     testkit::EmbeddedStore store(120);
-    testkit::EmbeddedSignOn signOn(*tp, store, kOfficer);
+    auto signOn = std::make_unique<testkit::EmbeddedSignOn>(*tp, store, kOfficer);
     auto read = [&](const QString &sql, std::initializer_list<QVariant> values) {
         QSqlQuery &q = store.db().run(sql, values);
         const QVariant v = q.next() ? q.value(0) : QVariant();
@@ -492,6 +493,54 @@ SELECT MIN(ASGNMT_NBR) FROM ASGNMT WHERE OFCR_TO_ID = ? AND ASGNMT_STTS_CD = 'O'
     QCOMPARE(column(copy, "OFCR_TO_ID").toInt(), second);
     QCOMPARE(column(copy, "ASGNMT_SBJCT_TXT"), p[13]);
     QCOMPARE(column(copy, "ASGNMT_TYP_CD"), p[14]);
+
+    // Each addressee finds it among the assignments they received.
+    for (const auto &[officer, number] : {std::pair{first, nbr}, std::pair{second, copy}}) {
+        signOn.reset();
+        signOn = std::make_unique<testkit::EmbeddedSignOn>(*tp, store, officer);
+        BrokerMessage message;
+        QSignalSpy ready(&message, &BrokerMessage::DataReady);
+        const QString id = QStringLiteral("KORVA_AssignMaint");
+        message.send(composeQuery(
+            id, RequestKind::Query,
+            {RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), QStringLiteral("1990-01-01")),
+             RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"), QStringLiteral("2100-12-31")),
+             RequestParameter::key(QStringLiteral("OFCR_TO_ID"), QString::number(officer))}));
+        QVERIFY(ready.wait(20000));
+        QCOMPARE(ReplyCheck(id, QString(), message), QString());
+        const RecordSetPtr list = message.recordSet(id, QStringLiteral("ASSIGNMENT"));
+        QVERIFY(list);
+        QVERIFY2(list->findFirst(QStringLiteral("ASGNMT_NBR=%1").arg(number)),
+                 qPrintable(QStringLiteral("officer %1 does not see %2").arg(officer).arg(number)));
+    }
+
+    // Another of the officer's assignments goes to an agency: the addressee is the agency
+    // alone, and the step is in the history.
+    signOn.reset();
+    signOn = std::make_unique<testkit::EmbeddedSignOn>(*tp, store, kOfficer);
+    const qint64 other = read(QStringLiteral(R"sql(
+SELECT MIN(ASGNMT_NBR) FROM ASGNMT WHERE OFCR_TO_ID = ? AND ASGNMT_STTS_CD = 'O'
+  AND ASGNMT_NBR <> ?)sql"),
+                              {kOfficer, nbr})
+                             .toLongLong();
+    QVERIFY2(other > 0, "the demo store holds no second open assignment for the officer");
+    p[0] = QString::number(other);
+    open(10, 20, p.join(u'~'));
+    choose(1);
+    at<KORVA_CodesCombo>("cboFTBox", 0)->selectCode(QStringLiteral("SP"));
+    QSignalSpy agencyOk(dlg.get(), &frmAssignForward::SendOK);
+    click(2);
+    QVERIFY(
+        QTest::qWaitFor([&] { return !agencyOk.isEmpty() || !tp->boxes.shown.isEmpty(); }, 20000));
+    QVERIFY2(tp->boxes.shown.isEmpty(), qPrintable(tp->boxes.shown.value(0).prompt));
+    QCOMPARE(column(other, "AGNCY_CD"), QStringLiteral("SP"));
+    QVERIFY(column(other, "OFCR_TO_ID").isEmpty());
+    QCOMPARE(column(other, "ASGNMT_STTS_CD"), QStringLiteral("F"));
+    QCOMPARE(read(QStringLiteral("SELECT COUNT(*) FROM ASGNMT_HIST WHERE ASGNMT_NBR = ? AND "
+                                 "ACTION = 'FORWARD' AND AGNCY_CD = 'SP'"),
+                  {other})
+                 .toInt(),
+             1);
 }
 
 KORVA_TEST_MAIN(TestFrmAssignForward)
