@@ -8,6 +8,7 @@
 #include "server/database.h"
 #include "test_main.h"
 
+#include <QPointer>
 #include <QSignalSpy>
 #include <QSqlQuery>
 
@@ -80,9 +81,12 @@ class TestDocumentCommandsFlow : public QObject {
             [&](frmAssignROC *d) {
                 d->txtBox->setFocus();
                 QTest::keyClicks(d->txtBox, comment);
+                const QString shownMode = d->mode();
+                // The document disposes of the dialog once it reports back.
+                const QPointer<frmAssignROC> dialog(d);
                 QTest::mouseClick(d->cmdButton[0], Qt::LeftButton);
-                if (QTest::qWaitFor([&] { return !d->isVisible(); }, 20000))
-                    mode = d->mode();
+                if (QTest::qWaitFor([&] { return !dialog || !dialog->isVisible(); }, 20000))
+                    mode = shownMode;
             });
         return mode;
     }
