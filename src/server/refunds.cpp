@@ -254,6 +254,25 @@ private:
                              .arg(m_number));
     }
 
+    // A save carries the fields of its own step and nothing else, so that no step can write
+    // what another step's officer is answerable for.
+    void onlyFieldsOf(const QStringList &stepFields)
+    {
+        static const QStringList always{QStringLiteral("ACTION"), QStringLiteral("CUST_ID"),
+                                        QStringLiteral("RFND_NBR"), QStringLiteral("STTS_CD"),
+                                        QStringLiteral("RCPT_NBR")};
+        const RecordSet &rs = m_row.recordSet();
+        for (const Field &f : rs.fields()) {
+            const QString name = f.name.toUpper();
+            if (always.contains(name) || stepFields.contains(name))
+                continue;
+            if (m_row.has(name.toLatin1().constData()))
+                m_row.refuse(QStringLiteral("%1 is not a field of this step of refund %2.")
+                                 .arg(name)
+                                 .arg(m_number));
+        }
+    }
+
     void step(const QString &status, const QString &wanted)
     {
         static const QHash<QString, QString> next{{QStringLiteral("0"), QStringLiteral("1")},
@@ -273,6 +292,19 @@ private:
                                   status == u"3" ? QStringLiteral("4 or T") : next.value(status),
                                   wanted));
         }
+        static const QHash<QString, QStringList> stepFields{
+            {QStringLiteral("0"),
+             {QStringLiteral("TO"), QStringLiteral("CREATED_DT"), QStringLiteral("CREATOR_ID"),
+              QStringLiteral("QRT_CMMT_TXT"), QStringLiteral("RFND_AMT")}},
+            {QStringLiteral("1"),
+             {QStringLiteral("TO"), QStringLiteral("VERIFY_ID"), QStringLiteral("QRT_CMMT_TXT")}},
+            {QStringLiteral("2"),
+             {QStringLiteral("TO"), QStringLiteral("APPROVE_ID"), QStringLiteral("QRT_CMMT_TXT")}},
+            {QStringLiteral("3"),
+             {QStringLiteral("RFND_BY_ID"), QStringLiteral("FISCAL_CMMT_TXT"),
+              QStringLiteral("RFND_CD"), QStringLiteral("WRNT_NBR"), QStringLiteral("RFND_DT")}},
+            {QStringLiteral("4"), {QStringLiteral("DT_MLD")}}};
+        onlyFieldsOf(stepFields.value(status));
         const QVariant now = dbTimestamp(m_ctx.now);
         if (status == u"0")
             prepare(now);
@@ -289,9 +321,13 @@ private:
     void prepare(const QVariant &now)
     {
         const qint64 creator = stepOfficer("CREATOR_ID", "preparing", "preparing", kRightPrepare);
-        // The day a refund was prepared is the day the store took it, whatever a desk's
-        // clock said.
+        // The day a refund was prepared is the day the store took it: a desk whose clock
+        // says otherwise is refused rather than believed.
         const QDate created = m_ctx.today;
+        if (const auto sent = m_row.date("CREATED_DT"); sent && *sent != created)
+            m_row.refuse(QStringLiteral("CREATED_DT %1 is not today (%2): a refund is prepared "
+                                        "on the day the server takes it.")
+                             .arg(sent->toString(Qt::ISODate), created.toString(Qt::ISODate)));
         const auto amount = m_row.amount("RFND_AMT");
         const QString receipt = m_row.optional("RCPT_NBR", kNumberMax).trimmed();
         const QVariant receiptValue = receipt.isEmpty() ? QVariant() : QVariant(receipt);
@@ -398,6 +434,7 @@ private:
     {
         if (!m_state)
             m_row.refuse(QStringLiteral("Refund %1 is not known.").arg(m_number));
+        onlyFieldsOf({QStringLiteral("VOID_ID")});
         if (status == u"4" || status == u"5" || status == u"T" || status == u"V")
             m_row.refuse(QStringLiteral("Refund %1 is %2 and can no longer be voided.")
                              .arg(m_number)
@@ -451,12 +488,16 @@ BrokerReply handleWorksheetSave(HandlerContext &ctx, const BrokerRequest &reques
     if (rs->storageCount() != 1)
         throw RequestError(QStringLiteral("The REFUND record set must hold exactly one row."));
     Transaction tx(ctx.db);
+    if (auto first = claimRequestKey(ctx, request))
+        return *first;
     const UpdateRow row(*rs, 0);
     const qint64 number = WorksheetSave(ctx, row).run();
-    tx.commit();
-    // The reply carries the refund as saved, so that the worksheet shows what the store holds.
+    // The reply carries the refund as saved, read inside the transaction, so that a failure
+    // after the commit can never report an error for work that was saved.
     BrokerReply reply = BrokerReply::success(request);
     reply.recordSets.insert(QStringLiteral("REFUND"), refundDetails(ctx.db, number));
+    recordRequestReply(ctx, request, reply);
+    tx.commit();
     return reply;
 }
 

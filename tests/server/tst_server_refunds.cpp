@@ -391,15 +391,21 @@ void TestServerRefunds::preparationKeepsTheSystemsValues()
 {
     Store store;
     const qint64 refund = store.addRefund(QStringLiteral("0"));
-    const BrokerReply r = store.worksheet(kVerifier, {{"ACTION", QStringLiteral("ADD")},
-                                                      {"CUST_ID", store.customer()},
-                                                      {"RFND_NBR", QString::number(refund)},
-                                                      {"TO", QStringLiteral("3")},
-                                                      {"CREATED_DT", today(-30)},
-                                                      {"CREATOR_ID", QString::number(kVerifier)},
-                                                      {"RFND_AMT", QStringLiteral("$1,234.50")},
-                                                      {"RCPT_NBR", QStringLiteral("FORGED")},
-                                                      {"STTS_CD", QStringLiteral("1")}});
+    auto prepare = [&](const QString &created) {
+        return store.worksheet(kVerifier, {{"ACTION", QStringLiteral("ADD")},
+                                           {"CUST_ID", store.customer()},
+                                           {"RFND_NBR", QString::number(refund)},
+                                           {"TO", QStringLiteral("3")},
+                                           {"CREATED_DT", created},
+                                           {"CREATOR_ID", QString::number(kVerifier)},
+                                           {"RFND_AMT", QStringLiteral("$1,234.50")},
+                                           {"RCPT_NBR", QStringLiteral("FORGED")},
+                                           {"STTS_CD", QStringLiteral("1")}});
+    };
+    // A desk whose date is not the store's is refused, not believed.
+    QVERIFY(prepare(today(-30)).error.contains(u"is not today"));
+    QCOMPARE(statusOf(store, refund), QStringLiteral("0"));
+    const BrokerReply r = prepare(today());
     QCOMPARE(r.error, QString());
     // The day it was prepared is the store's today, not the desk's; the receipt stays.
     QCOMPARE(dateOf(store.value(QStringLiteral("SELECT CREATED_DT FROM REFUND WHERE RFND_NBR = ?"),
