@@ -467,6 +467,15 @@ private:
 
 BrokerReply handleWorksheetDetails(HandlerContext &ctx, const BrokerRequest &request)
 {
+    // A refund's details (the customer's address, amounts, warrant) are for refund staff only.
+    const qint64 me = ctx.session.officerId;
+    bool refundStaff = false;
+    for (const char *right : {kRightPrepare, kRightVerify, kRightApprove, kRightIssue, kRightVoid})
+        refundStaff = refundStaff || hasRight(ctx.db, me, QLatin1String(right), 'R');
+    if (!refundStaff)
+        throw RequestError(QStringLiteral("Officer %1 holds no refund right; a refund's details "
+                                          "are shown to refund staff only.")
+                               .arg(me));
     const qint64 number = refundNumber(request.keyValue(u"REFUND_NBR"), "REFUND_NBR");
     const QString customer = request.keyValue(u"CUST_ID").trimmed();
     const auto state = loadState(ctx.db, number);

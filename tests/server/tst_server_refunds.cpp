@@ -104,6 +104,12 @@ void TestServerRefunds::detailsCarryWorksheetFields()
                 .send(RequestKind::WorksheetDetails, kDemo,
                       {{"CUST_ID", store.customer()}, {"REFUND_NBR", QStringLiteral("99999")}})
                 .error.contains(u"not known"));
+    // An officer without a refund right is told so and sees nothing of the refund.
+    const BrokerReply outsider =
+        store.send(RequestKind::WorksheetDetails, kOther,
+                   {{"CUST_ID", store.customer()}, {"REFUND_NBR", QString::number(refund)}});
+    QVERIFY2(outsider.error.contains(u"refund staff only"), qPrintable(outsider.error));
+    QVERIFY(outsider.recordSets.isEmpty());
 }
 
 void TestServerRefunds::numberRequestCountsUp()
