@@ -3,8 +3,21 @@
 #include "platform/checkdigit.h"
 #include "platform/errors.h"
 #include "platform/numbers.h"
+#include "platform/platform.h"
 
 namespace korva::modAssignMaint {
+
+QString OfficerDisplayName(const QString &idText)
+{
+    bool ok = false;
+    const int id = idText.trimmed().toInt(&ok);
+    if (!ok || !platform().lookups)
+        return QString();
+    const std::optional<OfficerInfo> officer = platform().lookups->officer(id);
+    if (!officer)
+        return QString();
+    return ProperName(officer->lastName, officer->firstName, officer->middleName, QString());
+}
 
 TypeDayCounts &componentDayCounts()
 {

@@ -9,6 +9,10 @@ namespace korva::modAssignMaint {
 bool IsCitationNumberValid(QString Number);
 // An officer's display name from the parts of an officer row (suffix usually empty).
 QString ProperName(QString lastName, QString firstName, QString middleName, QString suffix);
+// An officer's display name by the officer's number (decimal text), through the common
+// library's officer lookup and ProperName; empty for an unknown officer or a text that is no
+// number.
+QString OfficerDisplayName(const QString &idText);
 // "yyyy-mm-dd", the form the broker expects in request parameters.
 QString DB2Date(const QDate &date);
 

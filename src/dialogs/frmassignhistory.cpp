@@ -59,19 +59,6 @@ RecordSetPtr emptyHistory()
     return RecordSet::create(QStringLiteral("ASSIGNMENT"), fields);
 }
 
-QString officerDisplayName(const QString &idText)
-{
-    bool ok = false;
-    const int id = idText.trimmed().toInt(&ok);
-    if (!ok || !platform().lookups)
-        return QString();
-    const std::optional<OfficerInfo> officer = platform().lookups->officer(id);
-    if (!officer)
-        return QString();
-    return modAssignMaint::ProperName(officer->lastName, officer->firstName, officer->middleName,
-                                      QString());
-}
-
 } // namespace
 
 frmAssignHistory::frmAssignHistory(QWidget *parent)
@@ -165,9 +152,9 @@ void frmAssignHistory::grdHistory_RowLoaded(GridRow &row)
         if (row.isEmpty())
             return;
         row.setText(QStringLiteral("ASSIGNED_TO"),
-                    officerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
+                    modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
         row.setText(QStringLiteral("ASSIGNED_FROM"),
-                    officerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
+                    modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
     });
 }
 

@@ -14,19 +14,6 @@ namespace korva {
 
 namespace {
 
-QString officerDisplayName(const QString &idText)
-{
-    bool ok = false;
-    const int id = idText.trimmed().toInt(&ok);
-    if (!ok || !platform().lookups)
-        return QString();
-    const std::optional<OfficerInfo> officer = platform().lookups->officer(id);
-    if (!officer)
-        return QString();
-    return modAssignMaint::ProperName(officer->lastName, officer->firstName, officer->middleName,
-                                      QString());
-}
-
 // The Status column's text; a null string leaves the cell as it is.
 QString statusText(const QString &code)
 {
@@ -49,9 +36,9 @@ void KORVA_AssignMaint::grdAssignment_RowLoaded(GridRow &row)
         if (row.isEmpty())
             return;
         row.setText(QStringLiteral("ASSIGNED_FROM"),
-                    officerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
+                    modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
         row.setText(QStringLiteral("ASSIGNED_TO"),
-                    officerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
+                    modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
 
         const QString rawType = row.text(QStringLiteral("ASGNMT_TYP_CD"));
         const QString type = rawType.trimmed();

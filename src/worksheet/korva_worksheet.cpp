@@ -141,15 +141,7 @@ QString KORVA_WorkSheet::signedOnOfficer() const
 void KORVA_WorkSheet::setOfficer(int label, const QString &id)
 {
     mLblData[label]->setText(id);
-    QString name;
-    bool ok = false;
-    const int number = id.trimmed().toInt(&ok);
-    // Officers are shown as everywhere else in the component, by its own name rule.
-    if (ok && platform().lookups) {
-        if (const std::optional<OfficerInfo> o = platform().lookups->officer(number))
-            name = modAssignMaint::ProperName(o->lastName, o->firstName, o->middleName, QString());
-    }
-    mLblOfficerName[label - 7]->setText(name);
+    mLblOfficerName[label - 7]->setText(modAssignMaint::OfficerDisplayName(id));
 }
 
 // Comments travel with CRLF line ends; the editor holds plain "\n".
