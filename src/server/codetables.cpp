@@ -12,14 +12,7 @@
 
 namespace korva::server {
 
-namespace {
-
-constexpr char kCodeVersion[] =
-    R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = 'CODE_TABLES')sql";
-constexpr char kBumpCodeVersion[] =
-    R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = NEXT_VAL + 1 WHERE SEQ_NM = 'CODE_TABLES')sql";
-
-constexpr char kCopySchema[] = R"sql(
+const char kCodeCopySchema[] = R"sql(
 CREATE TABLE ZTB_CODE (
     REGION TEXT, CD_TBL_ID TEXT, CD_TBL_CD TEXT, CD_TBL_DES TEXT, ADDL_INFO TEXT,
     EFCTV_DT TEXT, END_DT TEXT);
@@ -29,6 +22,13 @@ CREATE TABLE ZTB_ASGNMT_TYPE (
     EXPRTN_DY_CNT INTEGER, RSN_FOR_CHNG_TXT TEXT, SYS_IND TEXT);
 CREATE INDEX ZTB_ASGNMT_TYPE_IX ON ZTB_ASGNMT_TYPE (REGION, ASGNMT_CD)
 )sql";
+
+namespace {
+
+constexpr char kCodeVersion[] =
+    R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = 'CODE_TABLES')sql";
+constexpr char kBumpCodeVersion[] =
+    R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = NEXT_VAL + 1 WHERE SEQ_NM = 'CODE_TABLES')sql";
 
 constexpr char kReadCodes[] = R"sql(
 SELECT REGION, CD_TBL_ID, CD_TBL_CD, CD_TBL_DES, ADDL_INFO, EFCTV_DT, END_DT FROM ZTB_CODE)sql";
@@ -137,7 +137,7 @@ void CodeTables::open()
                                            "handle."));
     sqlite3_set_authorizer(h, &Guard::authorize, m_guard.get());
     QSqlQuery q(db);
-    const QStringList statements = QString::fromLatin1(kCopySchema).split(u';');
+    const QStringList statements = QString::fromLatin1(kCodeCopySchema).split(u';');
     for (const QString &s : statements) {
         if (!s.trimmed().isEmpty() && !q.exec(s))
             throw DatabaseError(QStringLiteral("The code-list service could not start: %1")

@@ -10,6 +10,10 @@ namespace korva::server {
 
 class Database;
 
+// The two code tables as every copy of them holds them: the service's read-only copy and a
+// networked desk's local one.
+extern const char kCodeCopySchema[];
+
 // The code-list service's own connection: an in-memory SQLite copy that holds only
 // ZTB_ASGNMT_TYPE and ZTB_CODE, reloaded whenever the store's code tables changed. Queries run
 // there under an authorizer that lets them read those two tables and nothing else, so a write

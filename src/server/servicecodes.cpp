@@ -19,17 +19,6 @@ namespace {
 
 QAtomicInteger<quint64> g_copies{0};
 
-constexpr char kSchema[] = R"sql(
-CREATE TABLE ZTB_CODE (
-    REGION TEXT, CD_TBL_ID TEXT, CD_TBL_CD TEXT, CD_TBL_DES TEXT, ADDL_INFO TEXT,
-    EFCTV_DT TEXT, END_DT TEXT);
-CREATE INDEX ZTB_CODE_IX ON ZTB_CODE (REGION, CD_TBL_ID);
-CREATE TABLE ZTB_ASGNMT_TYPE (
-    REGION TEXT, ASGNMT_CD TEXT, ASGNMT_DES TEXT, CRTR_CLS_IND TEXT, DUE_DY_CNT INTEGER,
-    EXPRTN_DY_CNT INTEGER, RSN_FOR_CHNG_TXT TEXT, SYS_IND TEXT);
-CREATE INDEX ZTB_ASGNMT_TYPE_IX ON ZTB_ASGNMT_TYPE (REGION, ASGNMT_CD)
-)sql";
-
 // The columns copied, in the reference data's own field names.
 const char *const kCodeColumns[] = {"REGION",    "CD_TBL_ID", "CD_TBL_CD", "CD_TBL_DES",
                                     "ADDL_INFO", "EFCTV_DT",  "END_DT"};
@@ -80,7 +69,7 @@ LocalCodeList::LocalCodeList(const BrokerReply &reference)
         refuse(
             QStringLiteral("The code tables could not be opened: %1").arg(db.lastError().text()));
     QSqlQuery q(db);
-    for (const QString &s : QString::fromLatin1(kSchema).split(u';')) {
+    for (const QString &s : QString::fromLatin1(kCodeCopySchema).split(u';')) {
         if (!s.trimmed().isEmpty() && !q.exec(s))
             refuse(
                 QStringLiteral("The code tables could not be made: %1").arg(q.lastError().text()));
