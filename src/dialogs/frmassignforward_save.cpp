@@ -150,6 +150,10 @@ void frmAssignForward::mZelbMessage_DataReady(const QString &identity)
             const QString error = ReplyCheck(
                 m_formIdentity, QStringLiteral("frmAssignForward.mZelbMessage_DataReady"),
                 *mZelbMessage);
+            // Past a time-out the forward may have been applied: its key is kept for a
+            // Save again; any answer of the server's own frees it.
+            if (!m_timedOut)
+                updateAnswered(m_formIdentity);
             if (!error.isEmpty()) {
                 platform().messages->msgBox(error, MsgStyle::Critical,
                                             modMessageTitle::MessageTitle());

@@ -182,6 +182,8 @@ void frmAssignROC::mZelbMessage_DataReady(const QString &identity)
         const BrokerReply *pending = mZelbMessage->replyByTag(m_messageId);
         const QString error =
             pending ? pending->error : ReplyCheck(m_formIdentity, source, *mZelbMessage);
+        if (!m_timedOut)
+            updateAnswered(m_formIdentity); // a timed-out save keeps its key for Save again
         if (!error.isEmpty()) {
             if (platform().messages)
                 platform().messages->msgBox(error, MsgStyle::Critical,

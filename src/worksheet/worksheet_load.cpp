@@ -315,9 +315,13 @@ void KORVA_WorkSheet::mZelbMessage_DataReady(const QString &identity)
         // Only the answer to the request sent last counts; an older one is stale.
         if (!reply || reply->tag != m_pendingMessageId)
             raiseQuiet();
+        const bool answersSave = m_savePending;
         PendingSave(false);
         const QString error =
             ReplyCheck(identity, QStringLiteral("KORVA_WorkSheet.DataReady"), *mZelbMessage);
+        // A timed-out save may have been applied: its key is kept for the next try.
+        if (answersSave && !m_timedOut)
+            updateAnswered(messageIdentity());
         if (!error.isEmpty()) {
             if (!m_loadedFromOutside) {
                 if (m_action != u"VOID")

@@ -420,6 +420,24 @@ private slots:
         QVERIFY(tp->reporter.reports.isEmpty());
     }
 
+    // A Save again after a time-out repeats the request key (the server may have applied
+    // the first try); after the server's own answer the same forward is a new one.
+    void aForwardKeepsItsKeyOnlyAcrossATimeOut()
+    {
+        open();
+        QTest::keyClicks(box(0), QStringLiteral("1234"));
+        click(2);
+        const QString first = tp->fakeBroker.last().request.requestKey();
+        QVERIFY(!first.isEmpty());
+        tp->fakeBroker.timeoutThenBad();
+        click(2);
+        QCOMPARE(tp->fakeBroker.last().request.requestKey(), first);
+        tp->fakeBroker.replyBad(QStringLiteral("Assignment 77 is closed."));
+        click(2);
+        QCOMPARE(tp->fakeBroker.sent.size(), 3);
+        QVERIFY(tp->fakeBroker.last().request.requestKey() != first);
+    }
+
     void closeCancelsWithoutSending()
     {
         open();

@@ -93,6 +93,7 @@ private slots:
     void replyOutcomes_data();
     void replyOutcomes();
     void closeAndEscapeCancel();
+    void aSaveKeepsItsKeyOnlyAcrossATimeOut();
     void savedThroughTheRealBrokerLandsInTheStore();
 };
 
@@ -243,6 +244,31 @@ void TestFrmAssignROC::replyOutcomes()
         QCOMPARE(ok.count(), 1);
         QVERIFY(!dlg->isVisible());
     }
+}
+
+// The server answers a repeated key with its first answer. A Save again after a time-out
+// must repeat the key so the reply is not written twice. After any real answer, a new
+// identical reply needs a new key, or the server would swallow it.
+void TestFrmAssignROC::aSaveKeepsItsKeyOnlyAcrossATimeOut()
+{
+    open(QStringLiteral("REPLY"));
+    save(QStringLiteral("same words"));
+    const QString first = tp->fakeBroker.last().request.requestKey();
+    QVERIFY(!first.isEmpty());
+    tp->fakeBroker.timeoutThenBad();
+    QTest::mouseClick(button(dlg.get(), 0), Qt::LeftButton);
+    QCOMPARE(tp->fakeBroker.sent.size(), 2);
+    QCOMPARE(tp->fakeBroker.last().request.requestKey(), first);
+
+    tp->fakeBroker.replyBad(QStringLiteral("Assignment 77 is closed."));
+    QTest::mouseClick(button(dlg.get(), 0), Qt::LeftButton);
+    const QString afterRefusal = tp->fakeBroker.last().request.requestKey();
+    QVERIFY(afterRefusal != first);
+
+    tp->fakeBroker.replyGood();
+    open(QStringLiteral("REPLY"));
+    save(QStringLiteral("same words"));
+    QVERIFY(tp->fakeBroker.last().request.requestKey() != afterRefusal);
 }
 
 void TestFrmAssignROC::closeAndEscapeCancel()

@@ -16,6 +16,7 @@ private slots:
     void refusedSaveStepsTheStatusBack_data();
     void refusedSaveStepsTheStatusBack();
     void timeOutsExplainThemselves();
+    void aSaveKeepsItsKeyOnlyAcrossATimeOut();
     void newRefundAsksForItsNumber();
     void closeButtonUnloadsTheForm();
 };
@@ -277,6 +278,26 @@ void TestWorksheetLoad::timeOutsExplainThemselves()
     g.sheet->setCustomerID(QStringLiteral("400000001"));
     g.sheet->setCustomerID(QString());
     QCOMPARE(g.sheet->CustomerID(), QStringLiteral("400000001"));
+}
+
+// A step whose save timed out may have been applied: the same step saved again (here from a
+// worksheet opened anew) repeats its key, so the server answers it without a second step.
+// After a refusal the same step is a new try with a new key.
+void TestWorksheetLoad::aSaveKeepsItsKeyOnlyAcrossATimeOut()
+{
+    auto saveStep = [](auto answer) {
+        Fixture f;
+        f.load(QStringLiteral("1"));
+        f.button(0)->click();
+        const QString key = f.tp.fakeBroker.last().request.requestKey();
+        answer(f);
+        return key;
+    };
+    const QString first = saveStep([](Fixture &f) { f.tp.fakeBroker.timeoutThenBad(); });
+    QVERIFY(!first.isEmpty());
+    QCOMPARE(saveStep([](Fixture &f) { f.tp.fakeBroker.replyBad(QStringLiteral("no")); }), first);
+    const QString afterRefusal = saveStep([](Fixture &f) { f.tp.fakeBroker.replyGood(); });
+    QVERIFY(afterRefusal != first);
 }
 
 void TestWorksheetLoad::newRefundAsksForItsNumber()
