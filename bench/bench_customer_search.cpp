@@ -15,6 +15,7 @@
 #include <server/handlers.h>
 #include <server/server.h>
 
+#include <platform/datetext.h>
 #include <platform/asyncbroker.h>
 
 #include <QCoreApplication>
@@ -154,6 +155,7 @@ double roundTrip(AsyncBroker &broker, const QString &text, int &rows)
 
 int main(int argc, char *argv[])
 {
+    korva::cacheLocalTimeZone();
     QCoreApplication app(argc, argv);
     const QStringList args = QCoreApplication::arguments();
     qint64 size = 1000000;

@@ -1,6 +1,7 @@
 // Binding a list reply to a DataGrid: time from setRecordSet to the end of the first paint,
 // for a small and a very large list. Run by hand; prints the median of several runs.
 
+#include <platform/datetext.h>
 #include "platform/controls/datagrid.h"
 #include "platform/controls/recordsetmodel.h"
 #include "platform/referencedata.h"
@@ -131,6 +132,7 @@ Figures measure(DataGrid &grid, DataControl &control, int rows)
 
 int main(int argc, char *argv[])
 {
+    korva::cacheLocalTimeZone();
     QApplication app(argc, argv);
     const ReferenceData lookups(referenceReply(), QStringLiteral("NE"), QDate(2026, 11, 22));
 

@@ -11,6 +11,7 @@
 #include <server/listquery.h>
 #include <server/server.h>
 
+#include <platform/datetext.h>
 #include <platform/asyncbroker.h>
 
 #include <QCoreApplication>
@@ -134,6 +135,7 @@ int brokerFetch(AsyncBroker &broker, qint64 officer, const QString &to, double &
 
 int main(int argc, char *argv[])
 {
+    korva::cacheLocalTimeZone();
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
     qint64 size = 1000000;

@@ -2,7 +2,7 @@
 // (about 500 rows) and now and then a save, through the bus to 1 or 2 service processes.
 //
 //   bench_nats_load [--db <connection>] [--desks N] [--interval ms] [--seconds S]
-//                   [--services 1|2] [--nats nats://host:port]
+//                   [--services 1|2] [--workers N] [--nats nats://host:port]
 //
 // Reported: p50/p99 latency at the steady load (each desk one request per interval), the
 // saturation throughput (every desk sending back to back), and the ratio of one user's list
@@ -26,6 +26,7 @@ int main()
 
 #include <platform/asyncbroker.h>
 #include <platform/natsbroker.h>
+#include <platform/datetext.h>
 #include <platform/wirebytes.h>
 
 #include <QCoreApplication>
@@ -266,12 +267,14 @@ QString option(const QStringList &args, const QString &name, const QString &fall
 
 int main(int argc, char *argv[])
 {
+    korva::cacheLocalTimeZone();
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
     const int desks = option(args, QStringLiteral("--desks"), QStringLiteral("50")).toInt();
     const int interval = option(args, QStringLiteral("--interval"), QStringLiteral("2000")).toInt();
     const int seconds = option(args, QStringLiteral("--seconds"), QStringLiteral("20")).toInt();
     const int services = option(args, QStringLiteral("--services"), QStringLiteral("2")).toInt();
+    const QString workers = option(args, QStringLiteral("--workers"), QStringLiteral("1"));
     QTemporaryDir dir;
     QString connection =
         option(args, QStringLiteral("--db"), qEnvironmentVariable("KORVA_BENCH_DB"));
@@ -316,7 +319,8 @@ int main(int argc, char *argv[])
     for (int i = 0; i < services; ++i) {
         auto p = std::make_unique<QProcess>();
         p->start(exe, {QStringLiteral("serve"), QStringLiteral("--db"), connection,
-                       QStringLiteral("--nats"), url, QStringLiteral("--subject"), bus.subject});
+                       QStringLiteral("--nats"), url, QStringLiteral("--subject"), bus.subject,
+                       QStringLiteral("--workers"), workers});
         if (!p->waitForReadyRead(20'000)) {
             std::fprintf(stderr, "korva-broker serve did not start: %s\n",
                          p->readAllStandardError().constData());

@@ -4,6 +4,7 @@
 // keystroke.
 
 #include "common/modassignmaint.h"
+#include <platform/datetext.h>
 #include "platform/controls/officerselect.h"
 #include "testkit.h"
 
@@ -57,6 +58,7 @@ double percentile(std::vector<double> v, double p)
 
 int main(int argc, char *argv[])
 {
+    korva::cacheLocalTimeZone();
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);

@@ -10,6 +10,7 @@
 // under the build folder), generated when missing. Targets: at most 1.2 x the raw fetch, and
 // the UI thread busy at most 20 ms.
 #include <document/korva_assignmaint.h>
+#include <platform/datetext.h>
 #include <platform/asyncbroker.h>
 #include <platform/controls/datagrid.h>
 #include <platform/qtservices.h>
@@ -132,6 +133,7 @@ Run searchAndPaint(KORVA_AssignMaint &doc, ReplyArrival &arrival)
 
 int main(int argc, char *argv[])
 {
+    korva::cacheLocalTimeZone();
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);

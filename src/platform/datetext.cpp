@@ -58,4 +58,10 @@ QString displayTimestamp(const QDateTime &ts)
     return ts.isValid() ? ts.toString(QStringLiteral("MM/dd/yyyy HH:mm:ss")) : QString();
 }
 
+void cacheLocalTimeZone()
+{
+    if (qEnvironmentVariableIsEmpty("TZ"))
+        qputenv("TZ", ":/etc/localtime");
+}
+
 } // namespace korva

@@ -15,4 +15,9 @@ QDateTime parseDateTimeText(QStringView text);
 QString displayDate(const QDate &date);
 QString displayTimestamp(const QDateTime &ts);
 
+// Every local-time conversion otherwise has the C library look at /etc/localtime again; a
+// 500-row list spent half its time there. Called first thing by each program: the zone is
+// read once, and a zone changed while a program runs is seen at its next start.
+void cacheLocalTimeZone();
+
 } // namespace korva

@@ -19,40 +19,107 @@ namespace {
     raiseError(kErrInvalidArgument, QStringLiteral("Malformed broker message: %1.").arg(what));
 }
 
-void appendText(QByteArray &out, const QString &text)
+// Runs of plain characters are copied whole: a list reply is mostly such text, and a call
+// per byte cost more than the query that filled it.
+void appendText(QByteArray &out, QStringView text)
 {
     static const char hex[] = "0123456789abcdef";
     out += '"';
     const QByteArray utf8 = text.toUtf8();
-    for (const char c : utf8) {
-        const auto u = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
+    const char *run = utf8.constData();
+    const char *const end = run + utf8.size();
+    for (const char *p = run; p != end; ++p) {
+        const auto u = static_cast<unsigned char>(*p);
+        if (u >= 0x20 && u != '"' && u != '\\')
+            continue;
+        out.append(run, p - run);
+        run = p + 1;
+        if (u >= 0x20) {
             out += '\\';
-            out += c;
-        } else if (u < 0x20) {
-            out += "\\u00";
-            out += hex[u >> 4];
-            out += hex[u & 0xf];
+            out += char(u);
         } else {
-            out += c;
+            const char escaped[] = {'\\', 'u', '0', '0', hex[u >> 4], hex[u & 0xf]};
+            out.append(escaped, sizeof escaped);
         }
     }
+    out.append(run, end - run);
     out += '"';
 }
 
-void appendDay(QByteArray &out, const QDate &day)
+// Writes `width` decimal digits of n (zero-padded) ending just before `end`.
+char *putDigits(char *end, unsigned long long n, int width)
 {
-    if (!day.isValid()) {
-        out += "\"\"";
-        return;
-    }
+    do {
+        *--end = char('0' + n % 10);
+        n /= 10;
+        --width;
+    } while (n || width > 0);
+    return end;
+}
+
+void appendInteger(QByteArray &out, qlonglong value)
+{
+    char buf[24];
+    char *const end = buf + sizeof buf;
+    const unsigned long long magnitude =
+        value < 0 ? 0ULL - static_cast<unsigned long long>(value) : value;
+    char *p = putDigits(end, magnitude, 1);
+    if (value < 0)
+        *--p = '-';
+    out.append(p, end - p);
+}
+
+// "yyyy-MM-dd" into buf (10 characters); false for a year that form cannot hold.
+bool putDay(char *buf, const QDate &day)
+{
     int y = 0;
     int m = 0;
     int d = 0;
     day.getDate(&y, &m, &d);
-    char buf[16];
-    const int n = std::snprintf(buf, sizeof buf, "\"%04d-%02d-%02d\"", y, m, d);
-    out.append(buf, n);
+    if (y < 0 || y > 9999)
+        return false;
+    putDigits(buf + 4, y, 4);
+    buf[4] = '-';
+    putDigits(buf + 7, m, 2);
+    buf[7] = '-';
+    putDigits(buf + 10, d, 2);
+    return true;
+}
+
+void appendDay(QByteArray &out, const QDate &day)
+{
+    char buf[12];
+    buf[0] = '"';
+    if (!day.isValid()) {
+        out += "\"\"";
+    } else if (putDay(buf + 1, day)) {
+        buf[11] = '"';
+        out.append(buf, sizeof buf);
+    } else {
+        appendText(out, day.toString(Qt::ISODate));
+    }
+}
+
+// The ISO form with milliseconds, as Qt writes it, for the common case of a local time.
+void appendTimestamp(QByteArray &out, const QDateTime &ts)
+{
+    char buf[26];
+    const QTime time = ts.time();
+    if (!ts.isValid() || ts.timeSpec() != Qt::LocalTime || !putDay(buf + 1, ts.date())) {
+        appendText(out, ts.toString(Qt::ISODateWithMs));
+        return;
+    }
+    buf[0] = '"';
+    buf[11] = 'T';
+    putDigits(buf + 14, time.hour(), 2);
+    buf[14] = ':';
+    putDigits(buf + 17, time.minute(), 2);
+    buf[17] = ':';
+    putDigits(buf + 20, time.second(), 2);
+    buf[20] = '.';
+    putDigits(buf + 24, time.msec(), 3);
+    buf[24] = '"';
+    out.append(buf, 25);
 }
 
 void appendCell(QByteArray &out, const QVariant &v, FieldType type)
@@ -63,10 +130,13 @@ void appendCell(QByteArray &out, const QVariant &v, FieldType type)
     }
     switch (type) {
     case FieldType::Text:
-        appendText(out, v.toString());
+        if (v.metaType().id() == QMetaType::QString)
+            appendText(out, *static_cast<const QString *>(v.constData()));
+        else
+            appendText(out, v.toString());
         return;
     case FieldType::Integer:
-        out += QByteArray::number(v.toLongLong());
+        appendInteger(out, v.toLongLong());
         return;
     case FieldType::Decimal: {
         char buf[64];
@@ -78,7 +148,7 @@ void appendCell(QByteArray &out, const QVariant &v, FieldType type)
         appendDay(out, v.toDate());
         return;
     case FieldType::Timestamp:
-        appendText(out, v.toDateTime().toString(Qt::ISODateWithMs));
+        appendTimestamp(out, v.toDateTime());
         return;
     }
     appendText(out, v.toString());
@@ -190,7 +260,10 @@ RecordSetPtr recordSet(const QJsonObject &o)
 QByteArray replyBytes(const BrokerReply &reply)
 {
     QByteArray out;
-    out.reserve(4096);
+    qsizetype cells = 0;
+    for (const RecordSetPtr &rs : reply.recordSets)
+        cells += rs ? qsizetype(rs->count()) * rs->fieldCount() : 0;
+    out.reserve(1024 + cells * 10); // about what a list's cells take
     out += "{\"identity\":";
     appendText(out, reply.identity);
     out += ",\"tag\":";

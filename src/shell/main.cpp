@@ -1,4 +1,5 @@
 #include "shell/shell.h"
+#include "platform/datetext.h"
 
 #include <QApplication>
 #include <QSettings>
@@ -7,6 +8,7 @@
 
 int main(int argc, char *argv[])
 {
+    korva::cacheLocalTimeZone();
     QCoreApplication::setOrganizationName(QStringLiteral("Korva"));
     QCoreApplication::setApplicationName(QStringLiteral("korva"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KORVA_VERSION_TEXT));
