@@ -1,5 +1,6 @@
 #include "asyncbroker.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QPointer>
 #include <QTimer>
@@ -108,14 +109,29 @@ void AsyncBroker::send(const BrokerRequest &request, BrokerMessage *receiver)
         }
     });
     const BrokerRequest work = entry.request;
-    entry.timer->start(m_timeoutMs);
     d->pending.insert(id, std::move(entry));
 
     BrokerWorker *worker = d->worker;
     QPointer<AsyncBroker> self(this);
+    const int timeoutMs = m_timeoutMs;
     QMetaObject::invokeMethod(
         worker,
-        [worker, work, id, self] {
+        [worker, work, id, self, timeoutMs] {
+            // The clock starts when the request does: a request waiting behind another is
+            // not failed for the other's time.
+            QElapsedTimer started;
+            started.start();
+            if (self)
+                QMetaObject::invokeMethod(
+                    self.data(),
+                    [self, id, timeoutMs, started] {
+                        if (!self)
+                            return;
+                        const auto it = self->d->pending.constFind(id);
+                        if (it != self->d->pending.cend())
+                            it->timer->start(int(qMax<qint64>(0, timeoutMs - started.elapsed())));
+                    },
+                    Qt::QueuedConnection);
             BrokerReply reply = worker->handle(work);
             if (!self)
                 return;

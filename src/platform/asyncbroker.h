@@ -13,8 +13,9 @@ namespace korva {
 using BackendFactory = std::function<std::unique_ptr<BrokerBackend>()>;
 
 // Runs requests on a worker thread with its own back end and delivers each reply as an
-// event on the UI thread. Past the time-out the receiver gets MsgTimeout followed by an
-// error reply; the late real reply is then dropped. A receiver that is gone gets nothing.
+// event on the UI thread. The time-out counts from when the worker takes the request up, not
+// while it waits behind others; past it the receiver gets MsgTimeout followed by an error
+// reply, and the late real reply is then dropped. A receiver that is gone gets nothing.
 class AsyncBroker : public QObject, public Broker {
     Q_OBJECT
 public:

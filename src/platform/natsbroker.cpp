@@ -50,6 +50,11 @@ BrokerReply decode(const BrokerRequest &request, const char *data, int length)
 
 } // namespace
 
+QByteArray NatsSettings::startedSubject(const char *replySubject)
+{
+    return QByteArray(replySubject) + kStartedSuffix;
+}
+
 QString NatsSettings::noticeSubject(qint64 officer)
 {
     return QStringLiteral("korva.notice.%1").arg(officer);
@@ -133,6 +138,7 @@ struct NatsBroker::Impl {
 
     natsConnection *nc() const { return static_cast<natsConnection *>(connection->handle()); }
     void arrived(quint64 id, const QByteArray &data, bool noResponders);
+    void started(quint64 id);
     void expire(quint64 id, const QString &text);
 
     static void onReply(natsConnection *, natsSubscription *, natsMsg *msg, void *closure);
@@ -153,14 +159,29 @@ struct NatsBroker::Impl {
 void NatsBroker::Impl::onReply(natsConnection *, natsSubscription *, natsMsg *msg, void *closure)
 {
     auto *impl = static_cast<Impl *>(closure);
-    const QByteArray subject(natsMsg_GetSubject(msg));
+    QByteArray subject(natsMsg_GetSubject(msg));
+    const bool started = subject.endsWith(kStartedSuffix);
+    if (started)
+        subject.chop(qsizetype(sizeof kStartedSuffix) - 1);
     const quint64 id = subject.mid(subject.lastIndexOf('.') + 1).toULongLong();
     const QByteArray data(natsMsg_GetData(msg), natsMsg_GetDataLength(msg));
     const bool noResponders = natsMsg_IsNoResponders(msg);
     natsMsg_Destroy(msg);
+    if (started) {
+        QMetaObject::invokeMethod(
+            impl->owner, [impl, id] { impl->started(id); }, Qt::QueuedConnection);
+        return;
+    }
     QMetaObject::invokeMethod(
         impl->owner, [impl, id, data, noResponders] { impl->arrived(id, data, noResponders); },
         Qt::QueuedConnection);
+}
+
+void NatsBroker::Impl::started(quint64 id)
+{
+    const auto it = pending.constFind(id);
+    if (it != pending.cend())
+        it->timer->start(owner->timeout());
 }
 
 void NatsBroker::Impl::onNoticeMsg(natsConnection *, natsSubscription *, natsMsg *msg,
@@ -224,7 +245,7 @@ NatsBroker::NatsBroker(const NatsSettings &settings, QObject *parent)
     check(natsInbox_Create(&inbox), QStringLiteral("The reply inbox"));
     d->inbox = QByteArray(inbox);
     natsInbox_Destroy(inbox);
-    check(natsConnection_Subscribe(&d->replies, d->nc(), (d->inbox + ".*").constData(),
+    check(natsConnection_Subscribe(&d->replies, d->nc(), (d->inbox + ".>").constData(),
                                    &Impl::onReply, d.get()),
           QStringLiteral("The reply inbox"));
     natsConnection_Flush(d->nc());
@@ -254,7 +275,9 @@ void NatsBroker::send(const BrokerRequest &request, BrokerMessage *receiver)
     connect(entry.timer, &QTimer::timeout, this,
             [this, id] { d->expire(id, AsyncBroker::timeoutText()); });
     const QByteArray data = encode(entry.request);
-    entry.timer->start(m_timeoutMs);
+    // Until a service takes the request up it may wait in that service's queue; it is given
+    // as long again for that, and its own time-out starts over when the service says it began.
+    entry.timer->start(2 * m_timeoutMs);
     d->pending.insert(id, std::move(entry));
     const QByteArray reply = d->inbox + '.' + QByteArray::number(id);
     const natsStatus s = natsConnection_PublishRequest(

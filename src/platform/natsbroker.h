@@ -9,6 +9,8 @@
 
 namespace korva {
 
+inline constexpr char kStartedSuffix[] = ".started";
+
 // How a desk or a service process reaches the message bus.
 struct NatsSettings {
     QString url = QStringLiteral("nats://127.0.0.1:4222"); // several may be given, comma-separated
@@ -25,6 +27,8 @@ struct NatsSettings {
     bool tls() const { return !caFile.isEmpty() || !certFile.isEmpty(); }
     // The subject on which an officer's desk hears that something arrived for it.
     static QString noticeSubject(qint64 officer);
+    // Where a service says it has begun a request whose reply goes to `replySubject`.
+    static QByteArray startedSubject(const char *replySubject);
 };
 
 // One connection to the bus. Throws ProcError with the bus's own words when it cannot connect.
@@ -45,7 +49,8 @@ private:
 };
 
 // The broker over the bus: each request goes to the service's subject in its wire form, and
-// the reply comes back to this desk's own inbox. The time-out is the request's: past it the
+// the reply comes back to this desk's own inbox. The time-out is the request's, counted from
+// when a service begins it (a request may wait as long again in a queue before): past it the
 // receiver gets MsgTimeout and the error reply, and a late reply is dropped, as with the
 // embedded broker. The session token set at sign-on goes with every request.
 class NatsBroker : public QObject, public Broker {

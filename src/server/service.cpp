@@ -95,6 +95,9 @@ struct BrokerService::Impl {
 void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
 {
     const char *replyTo = natsMsg_GetReply(msg);
+    // The desk's time-out counts from here, not from when the request joined the queue.
+    if (replyTo)
+        natsConnection_Publish(nc(), NatsSettings::startedSubject(replyTo).constData(), nullptr, 0);
     const QJsonDocument doc = QJsonDocument::fromJson(
         QByteArray::fromRawData(natsMsg_GetData(msg), natsMsg_GetDataLength(msg)));
     BrokerRequest request;

@@ -8,11 +8,19 @@
 #include <server/servicecodes.h>
 
 #include <platform/errors.h>
+#include <platform/wire.h>
+#include <platform/wirebytes.h>
 
 #include <QFile>
+#include <QJsonDocument>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+
+#include <nats/nats.h>
+
+#include <thread>
 
 using namespace korva;
 using namespace korva::server;
@@ -64,6 +72,7 @@ private slots:
     void failedSignOnsAreLimited();
     void passwordsAreKeptOnlyAsHashes();
     void withNoServiceARequestTimesOut();
+    void aRequestQueuedBehindASlowOneHasItsWholeTime();
     void codeListsRunOnTheDeskNotTheService();
     void sendDeliversTheReplyAndANoticeReachesTheReceiver();
     void twoServiceProcessesShareTheLoadAndOneKilledLosesNothing();
@@ -226,6 +235,63 @@ void TestNetwork::withNoServiceARequestTimesOut()
     QCOMPARE(timeouts.count(), 1);
     QCOMPARE(ReplyCheck(QStringLiteral("KORVA.Test"), QString(), message),
              NatsBroker::noServiceText());
+}
+
+// A service that answers one request at a time, as each service worker does: it says when
+// it begins each, takes `slowMs` over the first and answers the rest at once.
+void TestNetwork::aRequestQueuedBehindASlowOneHasItsWholeTime()
+{
+    NatsServer bus;
+    KORVA_NEEDS_NATS(bus);
+    const NatsSettings settings = bus.settings(QStringLiteral("korva.queue"));
+    NatsConnection service(settings);
+    auto *nc = static_cast<natsConnection *>(service.handle());
+    natsSubscription *sub = nullptr;
+    QCOMPARE(natsConnection_SubscribeSync(&sub, nc, "korva.queue"), NATS_OK);
+    natsConnection_Flush(nc);
+    constexpr int kTimeoutMs = 300;
+    constexpr int kSlowMs = 450; // past the time-out, within the queue's allowance
+    std::thread worker([&] {
+        for (int n = 0; n < 2; ++n) {
+            natsMsg *msg = nullptr;
+            if (natsSubscription_NextMsg(&msg, sub, 10'000) != NATS_OK)
+                return;
+            const char *replyTo = natsMsg_GetReply(msg);
+            natsConnection_Publish(nc, NatsSettings::startedSubject(replyTo).constData(), nullptr,
+                                   0);
+            if (n == 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(kSlowMs));
+            const BrokerRequest request = wire::requestFromJson(
+                QJsonDocument::fromJson(
+                    QByteArray(natsMsg_GetData(msg), natsMsg_GetDataLength(msg)))
+                    .object());
+            const QByteArray reply = wire::replyBytes(BrokerReply::success(request));
+            natsConnection_Publish(nc, replyTo, reply.constData(), int(reply.size()));
+            natsMsg_Destroy(msg);
+        }
+    });
+    const auto join = qScopeGuard([&] {
+        worker.join();
+        natsSubscription_Destroy(sub);
+    });
+
+    NatsBroker desk(settings);
+    desk.setTimeout(kTimeoutMs);
+    BrokerMessage slow(&desk, nullptr);
+    BrokerMessage queued(&desk, nullptr);
+    QSignalSpy slowTimeout(&slow, &BrokerMessage::MsgTimeout);
+    QSignalSpy queuedTimeout(&queued, &BrokerMessage::MsgTimeout);
+    QSignalSpy queuedReady(&queued, &BrokerMessage::DataReady);
+    BrokerRequest first = request(RequestKind::Query, DemoOfficer::Demo);
+    first.setMessageId(QStringLiteral("SLOW"));
+    BrokerRequest second = request(RequestKind::Query, DemoOfficer::Demo);
+    second.setMessageId(QStringLiteral("QUEUED"));
+    slow.send(first);
+    queued.send(second);
+    QTRY_COMPARE_WITH_TIMEOUT(queuedReady.count(), 1, 5000);
+    QCOMPARE(slowTimeout.count(), 1);
+    QCOMPARE(queuedTimeout.count(), 0);
+    QVERIFY(ReplyCheck(QStringLiteral("QUEUED"), QString(), queued).isEmpty());
 }
 
 void TestNetwork::codeListsRunOnTheDeskNotTheService()

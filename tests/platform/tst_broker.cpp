@@ -110,6 +110,28 @@ private slots:
         QCOMPARE(echo->text(u"V"), QStringLiteral("next"));
     }
 
+    // A request that waits behind a slow one has its whole time once it starts: the slow
+    // one times out, the one behind it is answered.
+    void theTimeOutCountsFromTheStartNotTheQueue()
+    {
+        QSemaphore gate;
+        AsyncBroker broker([&gate] { return std::make_unique<EchoBackend>(&gate); });
+        broker.setTimeout(150);
+        BrokerMessage slow(&broker, nullptr);
+        BrokerMessage queued(&broker, nullptr);
+        QSignalSpy slowTimeout(&slow, &BrokerMessage::MsgTimeout);
+        QSignalSpy queuedTimeout(&queued, &BrokerMessage::MsgTimeout);
+        QSignalSpy queuedReady(&queued, &BrokerMessage::DataReady);
+        slow.send(request(QStringLiteral("SLOW"), QStringLiteral("a")));
+        queued.send(request(QStringLiteral("QUEUED"), QStringLiteral("b")));
+        QTRY_COMPARE(slowTimeout.count(), 1);
+        QTest::qWait(250); // the queued request has now waited longer than the time-out
+        gate.release(2);
+        QTRY_COMPARE(queuedReady.count(), 1);
+        QCOMPARE(queuedTimeout.count(), 0);
+        QVERIFY(ReplyCheck(QStringLiteral("QUEUED"), {}, queued).isEmpty());
+    }
+
     void replyAfterTheScreenClosedHarmsNothing()
     {
         QSemaphore gate;
