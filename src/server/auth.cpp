@@ -3,6 +3,7 @@
 #include "database.h"
 #include "lookups.h"
 #include "servererror.h"
+#include "updaterow.h"
 
 #include <QCryptographicHash>
 
@@ -191,6 +192,7 @@ BrokerReply handleSignOn(HandlerContext &ctx, const BrokerRequest &request,
     Transaction tx(db);
     db.run(QLatin1String(kPurgeSessions), {nowMs}).finish();
     db.run(QLatin1String(kPurgeFails), {windowStart}).finish();
+    purgeRequestKeys(db, ctx.now);
     db.run(QLatin1String(kInsertSession), {tokenHash(token), officerId, client.left(64), nowMs,
                                            nowMs, expires.toMSecsSinceEpoch()})
         .finish();

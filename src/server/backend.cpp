@@ -73,6 +73,7 @@ ServerBackend::ServerBackend(const ServerSettings &settings)
     } catch (const RequestError &e) {
         m_configError = e.text();
     }
+
     m_codes = std::make_unique<CodeTables>(name + QStringLiteral("-codes"));
 }
 
@@ -135,6 +136,15 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
     m_db->open();
     const QDate today = m_settings.today.isValid() ? m_settings.today : QDate::currentDate();
     HandlerContext ctx{*m_db, *m_codes, {}, today, QDateTime::currentDateTime()};
+    if (!m_keysPurged) {
+        // A desk on its own store never signs on, so its old request keys go when it starts.
+        m_keysPurged = true;
+        try {
+            purgeRequestKeys(*m_db, ctx.now);
+        } catch (const RequestError &) {
+            // A store that cannot be written says so at the first update, in its own words.
+        }
+    }
 #ifdef KORVA_HAVE_NETWORK
     if (request.kind() == RequestKind::SignOn)
         return handleSignOn(ctx, request, policy());

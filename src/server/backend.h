@@ -31,6 +31,7 @@ private:
     std::unique_ptr<Database> m_db;
     std::unique_ptr<CodeTables> m_codes;
     QString m_configError; // a connection text that cannot be used
+    bool m_keysPurged = false;
 };
 
 } // namespace korva::server

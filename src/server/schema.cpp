@@ -218,6 +218,8 @@ CREATE TABLE KORVA_REQ (
     DONE_MS BIGINT NOT NULL
 )
 )sql";
+// Answered request keys are purged by age.
+constexpr char kSchemaV6[] = R"sql(CREATE INDEX KORVA_REQ_DONE_IX ON KORVA_REQ (DONE_MS))sql";
 constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
 constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
 constexpr char kCatchUpHistoryPg[] = R"sql(
@@ -257,7 +259,8 @@ const QList<Migration> &migrations()
                                        {2, split(kSchemaV2)},
                                        {3, split(kSchemaV3)},
                                        {4, split(kSchemaV4)},
-                                       {5, split(kSchemaV5), split(kSchemaV5Pg)}};
+                                       {5, split(kSchemaV5), split(kSchemaV5Pg)},
+                                       {6, split(kSchemaV6)}};
     return list;
 }
 

@@ -25,6 +25,8 @@ INSERT INTO KORVA_REQ (REQ_KEY, INSP_ID, KIND, RPLY_TXT, DONE_MS) VALUES (?, ?, 
 ON CONFLICT (REQ_KEY) DO NOTHING)sql";
 constexpr char kReadKey[] =
     R"sql(SELECT INSP_ID, KIND, RPLY_TXT FROM KORVA_REQ WHERE REQ_KEY = ?)sql";
+constexpr char kPurgeKeys[] = R"sql(DELETE FROM KORVA_REQ WHERE DONE_MS < ?)sql";
+constexpr qint64 kKeyKeepMs = 7LL * 24 * 3600 * 1000;
 constexpr char kKeepReply[] =
     R"sql(UPDATE KORVA_REQ SET RPLY_TXT = ?, DONE_MS = ? WHERE REQ_KEY = ?)sql";
 
@@ -192,6 +194,11 @@ void recordRequestReply(HandlerContext &ctx, const BrokerRequest &request, const
         .run(QLatin1String(kKeepReply),
              {QString::fromUtf8(text), ctx.now.toMSecsSinceEpoch(), request.requestKey()})
         .finish();
+}
+
+void purgeRequestKeys(Database &db, const QDateTime &now)
+{
+    db.run(QLatin1String(kPurgeKeys), {now.toMSecsSinceEpoch() - kKeyKeepMs}).finish();
 }
 
 void checkRequestSize(const BrokerRequest &request, qint64 maxChars)

@@ -56,5 +56,8 @@ std::optional<BrokerReply> claimRequestKey(HandlerContext &ctx, const BrokerRequ
 // Keeps the answer for the claimed key; call just before the commit.
 void recordRequestReply(HandlerContext &ctx, const BrokerRequest &request,
                         const BrokerReply &reply);
+// Forgets the keys answered more than a week before `now`: a key matters only while the desk
+// that made it may send it again, and that desk's time-out is seconds, not days.
+void purgeRequestKeys(Database &db, const QDateTime &now);
 
 } // namespace korva::server
