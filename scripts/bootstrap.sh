@@ -13,6 +13,10 @@ packages=(
 if [[ "${KORVA_WITH_POSTGRES:-}" == 1 ]]; then
     packages+=(postgresql)
 fi
+# The fuzz targets (tools/fuzz.sh): clang and its libFuzzer runtime; Debian 12's clang is 14.
+if [[ "${KORVA_WITH_FUZZ:-}" == 1 ]]; then
+    packages+=(clang "libclang-rt-${KORVA_CLANG_VERSION:-14}-dev")
+fi
 
 missing=()
 for p in "${packages[@]}"; do
