@@ -128,7 +128,10 @@ private slots:
         QVERIFY(!s.flags.UpdatePending);
         QVERIFY(s.flags.QueryFailed);
         QVERIFY(s.tabsEnabled);
+        const QString refusedKey = tp.fakeBroker.last().request.requestKey();
         s.update();
+        // The server keeps no answer for a refusal, yet the same rows are a new try.
+        QVERIFY(tp.fakeBroker.last().request.requestKey() != refusedKey);
         tp.fakeBroker.replyGood();
         QCOMPARE(s.updates, 1);
     }
@@ -144,6 +147,14 @@ private slots:
         QVERIFY(s.flags.TimedOut);
         QVERIFY(s.tabsEnabled);
         QVERIFY(!s.flags.QueryFailed);
+        // The first may have been applied: Save again repeats its key, so it is applied once.
+        const QString key = tp.fakeBroker.last().request.requestKey();
+        QVERIFY(!key.isEmpty());
+        s.update();
+        QCOMPARE(tp.fakeBroker.last().request.requestKey(), key);
+        tp.fakeBroker.replyGood();
+        s.update();
+        QVERIFY(tp.fakeBroker.last().request.requestKey() != key);
     }
 
     void goodUpdateAsksForTheListGoodQuerySendsNothing()
