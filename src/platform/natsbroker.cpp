@@ -5,6 +5,7 @@
 #include "wire.h"
 #include "wirebytes.h"
 
+#include <QCryptographicHash>
 #include <QHash>
 #include <QJsonDocument>
 #include <QMutex>
@@ -55,9 +56,18 @@ QByteArray NatsSettings::startedSubject(const char *replySubject)
     return QByteArray(replySubject) + kStartedSuffix;
 }
 
-QString NatsSettings::noticeSubject(qint64 officer)
+QString NatsSettings::sessionTokenHash(const QString &token)
 {
-    return QStringLiteral("korva.notice.%1").arg(officer);
+    return QString::fromLatin1(
+        QCryptographicHash::hash(token.toLatin1(), QCryptographicHash::Sha256).toHex());
+}
+
+QString NatsSettings::noticeSubject(const QString &sessionTokenHash)
+{
+    // Hashed once more, so that the subject does not give away the key the store holds.
+    const QByteArray id = QCryptographicHash::hash("notice:" + sessionTokenHash.toLatin1(),
+                                                   QCryptographicHash::Sha256);
+    return QStringLiteral("korva.notice.") + QString::fromLatin1(id.toHex().left(32));
 }
 
 NatsConnection::NatsConnection(const NatsSettings &settings)
@@ -312,12 +322,12 @@ BrokerReply NatsBroker::call(const BrokerRequest &request)
     return out;
 }
 
-void NatsBroker::listenForNotices(qint64 officer, std::function<void(const QString &)> onNotice)
+void NatsBroker::listenForNotices(std::function<void(const QString &)> onNotice)
 {
     Impl::drain(d->notices);
     d->onNotice = std::move(onNotice);
-    check(natsConnection_Subscribe(&d->notices, d->nc(),
-                                   NatsSettings::noticeSubject(officer).toUtf8().constData(),
+    const QString subject = NatsSettings::noticeSubject(NatsSettings::sessionTokenHash(m_token));
+    check(natsConnection_Subscribe(&d->notices, d->nc(), subject.toUtf8().constData(),
                                    &Impl::onNoticeMsg, d.get()),
           QStringLiteral("The officer's notices"));
     // Listening from the moment this returns: a notice sent just after is not missed.

@@ -25,8 +25,12 @@ struct NatsSettings {
     int connectTimeoutMs = 5000;
 
     bool tls() const { return !caFile.isEmpty() || !certFile.isEmpty(); }
-    // The subject on which an officer's desk hears that something arrived for it.
-    static QString noticeSubject(qint64 officer);
+    // How a session token is kept by the service: its SHA-256, in hex.
+    static QString sessionTokenHash(const QString &token);
+    // The subject on which one signed-on desk hears that something arrived for its officer.
+    // It is drawn from the session's token, which only that desk and the service know, so a
+    // desk listening on every notice learns neither whose notice it is nor what it is about.
+    static QString noticeSubject(const QString &sessionTokenHash);
     // Where a service says it has begun a request whose reply goes to `replySubject`.
     static QByteArray startedSubject(const char *replySubject);
 };
@@ -69,9 +73,9 @@ public:
     void send(const BrokerRequest &request, BrokerMessage *receiver) override;
     BrokerReply call(const BrokerRequest &request) override;
 
-    // Notices published for this officer reach `onNotice` on the UI thread, until the broker
-    // ends or another officer is listened for.
-    void listenForNotices(qint64 officer, std::function<void(const QString &)> onNotice);
+    // Notices for the signed-on session (the token set last) reach `onNotice` on the UI
+    // thread, until the broker ends or it listens again.
+    void listenForNotices(std::function<void(const QString &)> onNotice);
 
     static QString noServiceText();
 

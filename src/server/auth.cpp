@@ -5,6 +5,8 @@
 #include "servererror.h"
 #include "updaterow.h"
 
+#include <platform/natsbroker.h>
+
 #include <QCryptographicHash>
 
 #include <sodium.h>
@@ -120,8 +122,7 @@ bool verifyPassword(const QString &hash, const QString &password)
 
 QString tokenHash(const QString &token)
 {
-    return QString::fromLatin1(
-        QCryptographicHash::hash(token.toLatin1(), QCryptographicHash::Sha256).toHex());
+    return NatsSettings::sessionTokenHash(token);
 }
 
 void setPassword(Database &db, qint64 officer, const QString &password, const QDateTime &now)

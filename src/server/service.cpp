@@ -9,9 +9,11 @@
 #include <platform/wirebytes.h>
 
 #include <QAtomicInteger>
+#include <QDateTime>
 #include <QJsonDocument>
 #include <QSemaphore>
 #include <QSet>
+#include <QSqlQuery>
 
 #include <nats/nats.h>
 
@@ -19,6 +21,8 @@ namespace korva::server {
 
 namespace {
 
+constexpr char kLiveSessions[] = R"sql(
+SELECT TOKEN_HASH FROM KORVA_SESSION WHERE INSP_ID = ? AND RVKD_MS IS NULL AND EXPR_MS > ?)sql";
 constexpr char kAssignmentParties[] =
     R"sql(SELECT OFCR_FRM_ID, OFCR_TO_ID FROM ASGNMT WHERE ASGNMT_NBR = ?)sql";
 
@@ -137,9 +141,18 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
         // The back end has held the context to the session's officer already.
         const qint64 me = Session::fromContext(request.context()).officerId;
         static const QByteArray text = QByteArrayLiteral("ASSIGNMENT");
-        for (const qint64 officer : noticeRecipients(w.backend->database(), request, me)) {
-            const QByteArray subject = NatsSettings::noticeSubject(officer).toUtf8();
-            natsConnection_Publish(nc(), subject.constData(), text.constData(), int(text.size()));
+        Database &db = w.backend->database();
+        const qint64 nowMs = QDateTime::currentMSecsSinceEpoch();
+        for (const qint64 officer : noticeRecipients(db, request, me)) {
+            // Each desk the officer is signed on at hears it on its own session's subject.
+            QSqlQuery &q = db.run(QLatin1String(kLiveSessions), {officer, nowMs});
+            while (q.next()) {
+                const QByteArray subject =
+                    NatsSettings::noticeSubject(q.value(0).toString()).toUtf8();
+                natsConnection_Publish(nc(), subject.constData(), text.constData(),
+                                       int(text.size()));
+            }
+            q.finish();
         }
     } catch (const std::exception &) {
     }

@@ -337,8 +337,7 @@ std::unique_ptr<ShellWindow> ShellSession::openWindow()
 #ifdef KORVA_HAVE_NETWORK
     // The list itself is rebuilt only by a search: the officer is told, not the screen.
     if (m_bus)
-        m_bus->listenForNotices(m_options.officerId, [target = QPointer<ShellWindow>(window.get())](
-                                                         const QString &) {
+        m_bus->listenForNotices([target = QPointer<ShellWindow>(window.get())](const QString &) {
             if (target)
                 target->showStatus(QStringLiteral("New assignment received - Search to refresh"));
         });

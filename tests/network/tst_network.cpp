@@ -347,10 +347,19 @@ void TestNetwork::sendDeliversTheReplyAndANoticeReachesTheReceiver()
     NatsBroker receiver(bus.settings(QStringLiteral("korva.t5")));
     QCOMPARE(signOn(sender, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
     QCOMPARE(signOn(receiver, DemoOfficer::Plain, QLatin1String(kPassword)), QString());
+    // The receiver is signed on at two desks: each hears it.
+    NatsBroker secondDesk(bus.settings(QStringLiteral("korva.t5")));
+    QCOMPARE(signOn(secondDesk, DemoOfficer::Plain, QLatin1String(kPassword)), QString());
     QStringList heard;
+    QStringList heardAtSecondDesk;
     QStringList heardBySender;
-    receiver.listenForNotices(DemoOfficer::Plain, [&](const QString &t) { heard.append(t); });
-    sender.listenForNotices(DemoOfficer::Demo, [&](const QString &t) { heardBySender.append(t); });
+    receiver.listenForNotices([&](const QString &t) { heard.append(t); });
+    secondDesk.listenForNotices([&](const QString &t) { heardAtSecondDesk.append(t); });
+    sender.listenForNotices([&](const QString &t) { heardBySender.append(t); });
+    // Nothing on the bus names the officer a notice is for.
+    const QString subject =
+        NatsSettings::noticeSubject(NatsSettings::sessionTokenHash(receiver.sessionToken()));
+    QVERIFY(!subject.contains(QString::number(DemoOfficer::Plain)));
 
     BrokerMessage message(&sender, nullptr);
     QSignalSpy ready(&message, &BrokerMessage::DataReady);
@@ -361,6 +370,7 @@ void TestNetwork::sendDeliversTheReplyAndANoticeReachesTheReceiver()
     QVERIFY(reply);
     QCOMPARE(reply->error, QString());
     QTRY_COMPARE_WITH_TIMEOUT(heard, QStringList{QStringLiteral("ASSIGNMENT")}, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(heardAtSecondDesk, QStringList{QStringLiteral("ASSIGNMENT")}, 5000);
     QVERIFY(heardBySender.isEmpty()); // nobody is told of their own work
 
     // A refused save tells nobody.
