@@ -100,15 +100,17 @@ void appendDay(QByteArray &out, const QDate &day)
     }
 }
 
-// The ISO form with milliseconds, as Qt writes it, for the common case of a local time.
+// The ISO form with milliseconds, as Qt writes it: local, UTC ("Z") or at an offset
+// ("+hh:mm"), the three kinds the store's timestamps come as.
 void appendTimestamp(QByteArray &out, const QDateTime &ts)
 {
-    char buf[26];
-    const QTime time = ts.time();
-    if (!ts.isValid() || ts.timeSpec() != Qt::LocalTime || !putDay(buf + 1, ts.date())) {
+    const Qt::TimeSpec spec = ts.isValid() ? ts.timeSpec() : Qt::TimeZone;
+    char buf[32];
+    if (spec == Qt::TimeZone || !putDay(buf + 1, ts.date())) {
         appendText(out, ts.toString(Qt::ISODateWithMs));
         return;
     }
+    const QTime time = ts.time();
     buf[0] = '"';
     buf[11] = 'T';
     putDigits(buf + 14, time.hour(), 2);
@@ -118,8 +120,20 @@ void appendTimestamp(QByteArray &out, const QDateTime &ts)
     putDigits(buf + 20, time.second(), 2);
     buf[20] = '.';
     putDigits(buf + 24, time.msec(), 3);
-    buf[24] = '"';
-    out.append(buf, 25);
+    int n = 24;
+    if (spec == Qt::UTC) {
+        buf[n++] = 'Z';
+    } else if (spec == Qt::OffsetFromUTC) {
+        const int offset = ts.offsetFromUtc();
+        const int minutes = (offset < 0 ? -offset : offset) / 60;
+        buf[n++] = offset < 0 ? '-' : '+';
+        putDigits(buf + n + 2, minutes / 60, 2);
+        buf[n + 2] = ':';
+        putDigits(buf + n + 5, minutes % 60, 2);
+        n += 5;
+    }
+    buf[n++] = '"';
+    out.append(buf, n);
 }
 
 void appendCell(QByteArray &out, const QVariant &v, FieldType type)

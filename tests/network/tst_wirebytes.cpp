@@ -33,6 +33,9 @@ BrokerReply sample()
     rs->appendStorageRow({{}, {}, {}, {}, {}});
     rs->appendStorageRow({QStringLiteral("x"), qlonglong(-9007199254740991), -0.5,
                           QDate(1, 1, 1), QDateTime(QDate(2026, 1, 2), QTime(0, 0), Qt::UTC)});
+    rs->appendStorageRow({QStringLiteral("y"), qlonglong(0), 99.99, QDate(2024, 2, 29),
+                          QDateTime(QDate(2026, 7, 1), QTime(23, 59, 59, 999), Qt::OffsetFromUTC,
+                                    -(3 * 3600 + 30 * 60))});
     BrokerReply reply;
     reply.identity = QStringLiteral("KORVA.AssignMaint");
     reply.tag = QStringLiteral("REQ00000042");
