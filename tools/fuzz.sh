@@ -11,7 +11,7 @@ BUILD="${KORVA_FUZZ_BUILD:-$ROOT/build-fuzz}"
 SECONDS_EACH="${1:-10}"
 shift || true
 TARGETS=("$@")
-[ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_wire fuzz_recordset fuzz_parsers fuzz_requests)
+[ ${#TARGETS[@]} -gt 0 ] || TARGETS=(fuzz_wire fuzz_replybytes fuzz_recordset fuzz_parsers fuzz_requests)
 OUT="${FUZZ_OUT:-$BUILD/findings}"
 LOCK="${KORVA_BUILD_LOCK:-/tmp/korva-build.lock}"
 
@@ -36,6 +36,9 @@ for t in fuzz_wire fuzz_requests; do
 done
 seed fuzz_recordset a $'ASGNMT_NBR = 3 OR CMMT = \'a\'\'b\'\nDUE_DT DESC, AMT\nASGNMT_NBR=4'
 seed fuzz_recordset b $'(DUE_DT >= #1/3/2026# AND AMT < 40)\nCMMT ASC\nCMMT=\'a\'\'b\''
+# A list reply as the service writes it (CBOR): a row of every type, and one of nulls.
+mkdir -p "$BUILD/corpus/fuzz_replybytes"
+printf '\xa4\x68\x69\x64\x65\x6e\x74\x69\x74\x79\x61\x4b\x63\x74\x61\x67\x61\x54\x65\x65\x72\x72\x6f\x72\x60\x6a\x72\x65\x63\x6f\x72\x64\x53\x65\x74\x73\xa1\x61\x41\xa3\x64\x6e\x61\x6d\x65\x61\x41\x66\x66\x69\x65\x6c\x64\x73\x85\x82\x61\x4e\x67\x69\x6e\x74\x65\x67\x65\x72\x82\x61\x44\x64\x64\x61\x74\x65\x82\x61\x53\x69\x74\x69\x6d\x65\x73\x74\x61\x6d\x70\x82\x61\x58\x64\x74\x65\x78\x74\x82\x61\x4d\x67\x64\x65\x63\x69\x6d\x61\x6c\x64\x72\x6f\x77\x73\x82\x85\x01\xd8\x64\x19\x4e\x20\x82\x00\xf6\x61\x78\xfb\x3f\xf8\x00\x00\x00\x00\x00\x00\x85\x21\xf6\x82\x1b\x00\x00\x01\x8b\xcf\xe5\x68\x00\x19\x0e\x10\x60\xf6' > "$BUILD/corpus/fuzz_replybytes/list"
 seed fuzz_parsers a '1234567-4'; seed fuzz_parsers b '2026-02-28'; seed fuzz_parsers c 'Smith,jr|john|q|'
 
 status=0

@@ -3,271 +3,328 @@
 #include "errors.h"
 #include "wire.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QCborStreamReader>
+#include <QCborStreamWriter>
 
 #include <cmath>
-#include <cstdio>
+#include <limits>
 
 namespace korva::wire {
 
 namespace {
+
+constexpr quint64 kDaysTag = 100;            // RFC 8943: days since 1970-01-01
+constexpr qint64 kEpochJulianDay = 2440588;  // 1970-01-01
+constexpr int kMaxOffsetSeconds = 18 * 3600; // beyond any zone on earth
+constexpr int kSkipDepth = 32;               // how deep an unknown value may nest
 
 [[noreturn]] void malformed(const QString &what)
 {
     raiseError(kErrInvalidArgument, QStringLiteral("Malformed broker message: %1.").arg(what));
 }
 
-// Runs of plain characters are copied whole: a list reply is mostly such text, and a call
-// per byte cost more than the query that filled it.
-void appendText(QByteArray &out, QStringView text)
-{
-    static const char hex[] = "0123456789abcdef";
-    out += '"';
-    const QByteArray utf8 = text.toUtf8();
-    const char *run = utf8.constData();
-    const char *const end = run + utf8.size();
-    for (const char *p = run; p != end; ++p) {
-        const auto u = static_cast<unsigned char>(*p);
-        if (u >= 0x20 && u != '"' && u != '\\')
-            continue;
-        out.append(run, p - run);
-        run = p + 1;
-        if (u >= 0x20) {
-            out += '\\';
-            out += char(u);
-        } else {
-            const char escaped[] = {'\\', 'u', '0', '0', hex[u >> 4], hex[u & 0xf]};
-            out.append(escaped, sizeof escaped);
-        }
-    }
-    out.append(run, end - run);
-    out += '"';
-}
-
-// Writes `width` decimal digits of n (zero-padded) ending just before `end`.
-char *putDigits(char *end, unsigned long long n, int width)
-{
-    do {
-        *--end = char('0' + n % 10);
-        n /= 10;
-        --width;
-    } while (n || width > 0);
-    return end;
-}
-
-void appendInteger(QByteArray &out, qlonglong value)
-{
-    char buf[24];
-    char *const end = buf + sizeof buf;
-    const unsigned long long magnitude =
-        value < 0 ? 0ULL - static_cast<unsigned long long>(value) : value;
-    char *p = putDigits(end, magnitude, 1);
-    if (value < 0)
-        *--p = '-';
-    out.append(p, end - p);
-}
-
-// "yyyy-MM-dd" into buf (10 characters); false for a year that form cannot hold.
-bool putDay(char *buf, const QDate &day)
-{
-    int y = 0;
-    int m = 0;
-    int d = 0;
-    day.getDate(&y, &m, &d);
-    if (y < 0 || y > 9999)
-        return false;
-    putDigits(buf + 4, y, 4);
-    buf[4] = '-';
-    putDigits(buf + 7, m, 2);
-    buf[7] = '-';
-    putDigits(buf + 10, d, 2);
-    return true;
-}
-
-void appendDay(QByteArray &out, const QDate &day)
-{
-    char buf[12];
-    buf[0] = '"';
-    if (!day.isValid()) {
-        out += "\"\"";
-    } else if (putDay(buf + 1, day)) {
-        buf[11] = '"';
-        out.append(buf, sizeof buf);
-    } else {
-        appendText(out, day.toString(Qt::ISODate));
-    }
-}
-
-// The ISO form with milliseconds, as Qt writes it: local, UTC ("Z") or at an offset
-// ("+hh:mm"), the three kinds the store's timestamps come as.
-void appendTimestamp(QByteArray &out, const QDateTime &ts)
-{
-    const Qt::TimeSpec spec = ts.isValid() ? ts.timeSpec() : Qt::TimeZone;
-    char buf[32];
-    if (spec == Qt::TimeZone || !putDay(buf + 1, ts.date())) {
-        appendText(out, ts.toString(Qt::ISODateWithMs));
-        return;
-    }
-    const QTime time = ts.time();
-    buf[0] = '"';
-    buf[11] = 'T';
-    putDigits(buf + 14, time.hour(), 2);
-    buf[14] = ':';
-    putDigits(buf + 17, time.minute(), 2);
-    buf[17] = ':';
-    putDigits(buf + 20, time.second(), 2);
-    buf[20] = '.';
-    putDigits(buf + 24, time.msec(), 3);
-    int n = 24;
-    if (spec == Qt::UTC) {
-        buf[n++] = 'Z';
-    } else if (spec == Qt::OffsetFromUTC) {
-        const int offset = ts.offsetFromUtc();
-        const int minutes = (offset < 0 ? -offset : offset) / 60;
-        buf[n++] = offset < 0 ? '-' : '+';
-        putDigits(buf + n + 2, minutes / 60, 2);
-        buf[n + 2] = ':';
-        putDigits(buf + n + 5, minutes % 60, 2);
-        n += 5;
-    }
-    buf[n++] = '"';
-    out.append(buf, n);
-}
-
-void appendCell(QByteArray &out, const QVariant &v, FieldType type)
+void writeCell(QCborStreamWriter &w, const QVariant &v, FieldType type)
 {
     if (v.isNull()) {
-        out += "null";
+        w.appendNull();
         return;
     }
     switch (type) {
     case FieldType::Text:
         if (v.metaType().id() == QMetaType::QString)
-            appendText(out, *static_cast<const QString *>(v.constData()));
+            w.append(*static_cast<const QString *>(v.constData()));
         else
-            appendText(out, v.toString());
+            w.append(v.toString());
         return;
     case FieldType::Integer:
-        appendInteger(out, v.toLongLong());
+        w.append(qint64(v.toLongLong()));
         return;
-    case FieldType::Decimal: {
-        char buf[64];
-        const int n = std::snprintf(buf, sizeof buf, "\"%.2f\"", v.toDouble());
-        out.append(buf, n);
+    case FieldType::Decimal:
+        w.append(v.toDouble());
+        return;
+    case FieldType::Date: {
+        const QDate day = v.toDate();
+        if (!day.isValid()) {
+            w.appendNull();
+            return;
+        }
+        w.append(QCborTag(kDaysTag));
+        w.append(qint64(day.toJulianDay() - kEpochJulianDay));
         return;
     }
-    case FieldType::Date:
-        appendDay(out, v.toDate());
-        return;
-    case FieldType::Timestamp:
-        appendTimestamp(out, v.toDateTime());
+    case FieldType::Timestamp: {
+        const QDateTime ts = v.toDateTime();
+        if (!ts.isValid()) {
+            w.appendNull();
+            return;
+        }
+        w.startArray(2);
+        w.append(qint64(ts.toMSecsSinceEpoch()));
+        if (ts.timeSpec() == Qt::LocalTime)
+            w.appendNull();
+        else
+            w.append(qint64(ts.offsetFromUtc()));
+        w.endArray();
         return;
     }
-    appendText(out, v.toString());
+    }
+    w.append(v.toString());
 }
 
-void appendRecordSet(QByteArray &out, const RecordSet &rs)
+void writeRecordSet(QCborStreamWriter &w, const RecordSet &rs)
 {
-    out += "{\"name\":";
-    appendText(out, rs.name());
-    out += ",\"fields\":[";
     const QList<Field> &fields = rs.fields();
-    for (qsizetype c = 0; c < fields.size(); ++c) {
-        out += c ? ",{\"name\":" : "{\"name\":";
-        appendText(out, fields.at(c).name);
-        out += ",\"type\":";
-        appendText(out, fieldTypeName(fields.at(c).type));
-        out += '}';
+    w.startMap(3);
+    w.append(QLatin1String("name"));
+    w.append(rs.name());
+    w.append(QLatin1String("fields"));
+    w.startArray(quint64(fields.size()));
+    for (const Field &f : fields) {
+        w.startArray(2);
+        w.append(f.name);
+        w.append(fieldTypeName(f.type));
+        w.endArray();
     }
-    out += "],\"rows\":[";
+    w.endArray();
+    w.append(QLatin1String("rows"));
+    w.startArray(quint64(rs.count()));
     for (int r = 0; r < rs.count(); ++r) {
-        out += r ? ",[" : "[";
-        for (int c = 0; c < rs.fieldCount(); ++c) {
-            if (c)
-                out += ',';
-            appendCell(out, rs.valueAt(r, c), fields.at(c).type);
+        w.startArray(quint64(fields.size()));
+        for (int c = 0; c < rs.fieldCount(); ++c)
+            writeCell(w, rs.valueAt(r, c), fields.at(c).type);
+        w.endArray();
+    }
+    w.endArray();
+    w.endMap();
+}
+
+// Walks the stream in the form replyBytes writes; anything else is malformed. Every read
+// checks the item's kind first, so no input can make it read past the data.
+class Reader {
+public:
+    explicit Reader(const QByteArray &data)
+        : m_r(data)
+        , m_size(data.size())
+    {}
+
+    BrokerReply reply()
+    {
+        BrokerReply out;
+        forEachEntry(u"a reply", [&](const QString &key) {
+            if (key == u"identity")
+                out.identity = text(u"the identity");
+            else if (key == u"tag")
+                out.tag = text(u"the tag");
+            else if (key == u"error")
+                out.error = text(u"the error");
+            else if (key == u"recordSets")
+                forEachEntry(u"the record sets", [&](const QString &name) {
+                    out.recordSets.insert(name, recordSet());
+                });
+            else
+                skip();
+        });
+        if (m_r.lastError() != QCborError::NoError)
+            malformed(m_r.lastError().toString());
+        return out;
+    }
+
+private:
+    void expect(bool ok, QStringView what)
+    {
+        if (!ok || m_r.lastError() != QCborError::NoError)
+            malformed(what.toString());
+    }
+    // The text is made only for a failure: this runs for every value of every row.
+    void expectKind(bool ok, QStringView what, const char *kind)
+    {
+        if (!ok)
+            malformed(QStringLiteral("%1 is not %2").arg(what, QLatin1String(kind)));
+    }
+
+    template <typename Each> void forEachEntry(QStringView what, Each each)
+    {
+        expectKind(m_r.isMap(), what, "a map");
+        expect(m_r.enterContainer(), what);
+        while (m_r.hasNext())
+            each(text(what));
+        expect(m_r.lastError() == QCborError::NoError && m_r.leaveContainer(), what);
+    }
+
+    template <typename Each> void forEachItem(QStringView what, Each each)
+    {
+        expectKind(m_r.isArray(), what, "an array");
+        expect(m_r.enterContainer(), what);
+        int n = 0;
+        while (m_r.hasNext())
+            each(n++);
+        expect(m_r.lastError() == QCborError::NoError && m_r.leaveContainer(), what);
+    }
+
+    QString text(QStringView what)
+    {
+        expectKind(m_r.isString(), what, "a text");
+        QString s = QStringLiteral(""); // an empty text is a present value, never a null one
+        auto part = m_r.readString();
+        while (part.status == QCborStreamReader::Ok) {
+            s += part.data;
+            part = m_r.readString();
         }
-        out += ']';
+        expect(part.status == QCborStreamReader::EndOfString, what);
+        return s;
     }
-    out += "]}";
-}
 
-int digits(const QString &s, int from, int count)
-{
-    int n = 0;
-    for (int i = from; i < from + count; ++i) {
-        const char16_t c = s.at(i).unicode();
-        if (c < u'0' || c > u'9')
-            return -1;
-        n = n * 10 + int(c - u'0');
+    qint64 integer(QStringView what)
+    {
+        expectKind(m_r.isInteger(), what, "a whole number");
+        if (m_r.isUnsignedInteger())
+            expect(m_r.toUnsignedInteger() <= quint64(std::numeric_limits<qint64>::max()), what);
+        else // -1 - n, with n carried as n + 1 (which wraps at the very end)
+            expect(quint64(m_r.toNegativeInteger()) - 1 <=
+                       quint64(std::numeric_limits<qint64>::max()),
+                   what);
+        const qint64 v = m_r.toInteger();
+        m_r.next();
+        return v;
     }
-    return n;
-}
 
-QVariant cell(const QJsonValue &v, FieldType type)
-{
-    if (v.isNull() || v.isUndefined())
-        return {};
-    if (v.isString()) {
-        QString s = v.toString();
-        if (s.isNull())
-            s = QStringLiteral(""); // an empty text is a present value, never a null one
-        if (type == FieldType::Text)
-            return s;
-        if (type == FieldType::Date && s.size() == 10 && s.at(4) == u'-' && s.at(7) == u'-') {
-            const int y = digits(s, 0, 4);
-            const int m = digits(s, 5, 2);
-            const int d = digits(s, 8, 2);
-            if (y >= 0 && m >= 0 && d >= 0 && QDate::isValid(y, m, d))
-                return QDate(y, m, d);
-        }
-        return RecordSet::convert(QVariant(s), type);
+    double number(QStringView what)
+    {
+        double v = 0;
+        if (m_r.isDouble())
+            v = m_r.toDouble();
+        else if (m_r.isFloat())
+            v = double(m_r.toFloat());
+        else if (m_r.isFloat16())
+            v = double(float(m_r.toFloat16()));
+        else
+            return double(integer(what));
+        expectKind(std::isfinite(v), what, "a finite number");
+        m_r.next();
+        return v;
     }
-    if (type == FieldType::Integer && v.isDouble()) {
-        const double d = v.toDouble();
-        constexpr double kExact = 9007199254740992.0; // 2^53: beyond it a double is not exact
-        if (!(d >= -kExact && d <= kExact) || d != std::trunc(d))
-            malformed(QStringLiteral("%1 is not a whole number").arg(d));
-        return qlonglong(d);
-    }
-    return RecordSet::convert(v.toVariant(), type);
-}
 
-RecordSetPtr recordSet(const QJsonObject &o)
-{
-    const QJsonValue fieldList = o.value(QLatin1String("fields"));
-    if (!fieldList.isArray())
-        malformed(QStringLiteral("a record set has no field list"));
-    QList<Field> fields;
-    for (const QJsonValue &f : fieldList.toArray()) {
-        const QJsonObject field = f.toObject();
-        const QString name = field.value(QLatin1String("name")).toString();
-        if (name.isEmpty())
-            malformed(QStringLiteral("a field has no name"));
-        fields.append(
-            Field{name, fieldTypeFromName(
-                            field.value(QLatin1String("type")).toString(QStringLiteral("text")))});
+    void skip() { expect(m_r.next(kSkipDepth), u"a value nests too deep"); }
+
+    RecordSetPtr recordSet()
+    {
+        QString name;
+        QList<Field> fields;
+        bool haveFields = false;
+        RecordSetPtr rs;
+        forEachEntry(u"a record set", [&](const QString &key) {
+            if (key == u"name") {
+                name = text(u"a record set's name");
+            } else if (key == u"fields") {
+                forEachItem(u"the field list", [&](int) {
+                    QString fieldName;
+                    QString typeName;
+                    forEachItem(u"a field", [&](int i) {
+                        if (i == 0)
+                            fieldName = text(u"a field's name");
+                        else if (i == 1)
+                            typeName = text(u"a field's type");
+                        else
+                            skip();
+                    });
+                    if (fieldName.isEmpty())
+                        malformed(QStringLiteral("a field has no name"));
+                    fields.append(Field{fieldName, fieldTypeFromName(typeName)});
+                });
+                haveFields = true;
+            } else if (key == u"rows") {
+                if (!haveFields)
+                    malformed(QStringLiteral("a record set's rows come before its fields"));
+                rs = RecordSet::create(name, fields);
+                // A length is only a promise: it is trusted as far as the data could hold.
+                if (m_r.isArray() && m_r.isLengthKnown() && m_r.length() <= quint64(m_size))
+                    rs->reserve(int(m_r.length()));
+                forEachItem(u"the rows", [&](int) { rs->appendStorageRow(row(fields)); });
+            } else {
+                skip();
+            }
+        });
+        if (!haveFields)
+            malformed(QStringLiteral("a record set has no field list"));
+        if (!rs)
+            rs = RecordSet::create(name, fields);
+        rs->setName(name);
+        return rs;
     }
-    auto rs = RecordSet::create(o.value(QLatin1String("name")).toString(), fields);
-    const QJsonArray rows = o.value(QLatin1String("rows")).toArray();
-    rs->reserve(int(rows.size()));
-    for (const QJsonValue &rowValue : rows) {
-        const QJsonArray row = rowValue.toArray();
-        if (row.size() != fields.size())
-            malformed(QStringLiteral("a row of %1 has %2 values for %3 fields")
-                          .arg(rs->name())
-                          .arg(row.size())
-                          .arg(fields.size()));
+
+    QList<QVariant> row(const QList<Field> &fields)
+    {
         QList<QVariant> values;
-        values.reserve(row.size());
-        for (qsizetype c = 0; c < row.size(); ++c)
-            values.append(cell(row.at(c), fields.at(c).type));
-        rs->appendStorageRow(std::move(values));
+        values.reserve(fields.size());
+        forEachItem(u"a row", [&](int c) {
+            if (c >= fields.size())
+                malformed(
+                    QStringLiteral("a row has more values than its %1 fields").arg(fields.size()));
+            values.append(cell(fields.at(c).type));
+        });
+        if (values.size() != fields.size())
+            malformed(QStringLiteral("a row has %1 values for %2 fields")
+                          .arg(values.size())
+                          .arg(fields.size()));
+        return values;
     }
-    return rs;
-}
+
+    QVariant cell(FieldType type)
+    {
+        if (m_r.isNull()) {
+            m_r.next();
+            return {};
+        }
+        switch (type) {
+        case FieldType::Text:
+            return text(u"a text value");
+        case FieldType::Integer:
+            return qlonglong(integer(u"a whole-number value"));
+        case FieldType::Decimal:
+            return number(u"an amount");
+        case FieldType::Date: {
+            expect(m_r.isTag() && m_r.toTag() == QCborTag(kDaysTag),
+                   u"a date is not tagged as days");
+            m_r.next();
+            const qint64 days = integer(u"a date");
+            // Within QDate's range, and far beyond any date the store holds.
+            expect(days > -5'000'000 && days < 5'000'000, u"a date is out of range");
+            return QDate::fromJulianDay(days + kEpochJulianDay);
+        }
+        case FieldType::Timestamp: {
+            qint64 msecs = 0;
+            QVariant offset;
+            forEachItem(u"a timestamp", [&](int i) {
+                if (i == 0) {
+                    msecs = integer(u"a timestamp's time");
+                } else if (i == 1) {
+                    if (m_r.isNull())
+                        m_r.next();
+                    else
+                        offset = integer(u"a timestamp's offset");
+                } else {
+                    malformed(QStringLiteral("a timestamp has more than two parts"));
+                }
+            });
+            constexpr qint64 kLimit = 400'000LL * 365 * 86'400'000; // years either way
+            expect(msecs > -kLimit && msecs < kLimit, u"a timestamp is out of range");
+            if (offset.isNull())
+                return QDateTime::fromMSecsSinceEpoch(msecs, Qt::LocalTime);
+            const qint64 seconds = offset.toLongLong();
+            expect(seconds >= -kMaxOffsetSeconds && seconds <= kMaxOffsetSeconds,
+                   u"a timestamp's offset is out of range");
+            return seconds == 0
+                       ? QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC)
+                       : QDateTime::fromMSecsSinceEpoch(msecs, Qt::OffsetFromUTC, int(seconds));
+        }
+        }
+        skip();
+        return {};
+    }
+
+    QCborStreamReader m_r;
+    qsizetype m_size;
+};
 
 } // namespace
 
@@ -275,46 +332,38 @@ QByteArray replyBytes(const BrokerReply &reply)
 {
     QByteArray out;
     qsizetype cells = 0;
-    for (const RecordSetPtr &rs : reply.recordSets)
-        cells += rs ? qsizetype(rs->count()) * rs->fieldCount() : 0;
-    out.reserve(1024 + cells * 10); // about what a list's cells take
-    out += "{\"identity\":";
-    appendText(out, reply.identity);
-    out += ",\"tag\":";
-    appendText(out, reply.tag);
-    out += ",\"error\":";
-    appendText(out, reply.error);
-    out += ",\"recordSets\":{";
-    bool first = true;
+    int sets = 0;
+    for (const RecordSetPtr &rs : reply.recordSets) {
+        if (!rs)
+            continue;
+        ++sets;
+        cells += qsizetype(rs->count()) * rs->fieldCount();
+    }
+    out.reserve(1024 + cells * 8); // about what a list's cells take
+    QCborStreamWriter w(&out);
+    w.startMap(4);
+    w.append(QLatin1String("identity"));
+    w.append(reply.identity);
+    w.append(QLatin1String("tag"));
+    w.append(reply.tag);
+    w.append(QLatin1String("error"));
+    w.append(reply.error);
+    w.append(QLatin1String("recordSets"));
+    w.startMap(quint64(sets));
     for (auto it = reply.recordSets.cbegin(); it != reply.recordSets.cend(); ++it) {
         if (!it.value())
             continue;
-        if (!first)
-            out += ',';
-        first = false;
-        appendText(out, it.key());
-        out += ':';
-        appendRecordSet(out, *it.value());
+        w.append(it.key());
+        writeRecordSet(w, *it.value());
     }
-    out += "}}";
+    w.endMap();
+    w.endMap();
     return out;
 }
 
 BrokerReply replyFromBytes(const QByteArray &data)
 {
-    QJsonParseError error;
-    const QJsonDocument doc = QJsonDocument::fromJson(data, &error);
-    if (!doc.isObject())
-        malformed(error.errorString());
-    const QJsonObject o = doc.object();
-    BrokerReply reply;
-    reply.identity = o.value(QLatin1String("identity")).toString();
-    reply.tag = o.value(QLatin1String("tag")).toString();
-    reply.error = o.value(QLatin1String("error")).toString();
-    const QJsonObject sets = o.value(QLatin1String("recordSets")).toObject();
-    for (auto it = sets.begin(); it != sets.end(); ++it)
-        reply.recordSets.insert(it.key(), recordSet(it.value().toObject()));
-    return reply;
+    return Reader(data).reply();
 }
 
 } // namespace korva::wire
