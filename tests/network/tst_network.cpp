@@ -249,8 +249,8 @@ void TestNetwork::aRequestQueuedBehindASlowOneHasItsWholeTime()
     natsSubscription *sub = nullptr;
     QCOMPARE(natsConnection_SubscribeSync(&sub, nc, "korva.queue"), NATS_OK);
     natsConnection_Flush(nc);
-    constexpr int kTimeoutMs = 300;
-    constexpr int kSlowMs = 450; // past the time-out, within the queue's allowance
+    constexpr int kTimeoutMs = 500;
+    constexpr int kSlowMs = 750; // past the time-out, within the queue's allowance
     std::thread worker([&] {
         for (int n = 0; n < 2; ++n) {
             natsMsg *msg = nullptr;
