@@ -73,7 +73,6 @@ ServerBackend::ServerBackend(const ServerSettings &settings)
     } catch (const RequestError &e) {
         m_configError = e.text();
     }
-
     m_codes = std::make_unique<CodeTables>(name + QStringLiteral("-codes"));
 }
 
