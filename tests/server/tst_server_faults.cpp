@@ -5,7 +5,9 @@
 
 #include <platform/wire.h>
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QStandardPaths>
@@ -188,11 +190,17 @@ QString saveAsNobody(const QString &connection, const BrokerRequest &request)
     const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
     if (setpriv.isEmpty())
         return QStringLiteral("<setpriv is not installed>");
+    // The build folder may be closed to other users (a checkout under /root): the command
+    // runs from a copy beside the store.
+    const QString exe = QFileInfo(connection.mid(7)).dir().filePath(QStringLiteral("korva-broker"));
+    if (!QFile::copy(QStringLiteral(KORVA_BROKER_EXE), exe) ||
+        !QFile::setPermissions(exe, QFileDevice::ReadOwner | QFileDevice::ExeOwner |
+                                        QFileDevice::ReadOther | QFileDevice::ExeOther))
+        return QStringLiteral("<korva-broker could not be copied>");
     QProcess p;
-    p.start(setpriv,
-            {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-             QStringLiteral("--clear-groups"), QStringLiteral(KORVA_BROKER_EXE),
-             QStringLiteral("run"), QStringLiteral("--db"), connection, QStringLiteral("-")});
+    p.start(setpriv, {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                      QStringLiteral("--clear-groups"), exe, QStringLiteral("run"),
+                      QStringLiteral("--db"), connection, QStringLiteral("-")});
     p.write(QJsonDocument(wire::toJson(request)).toJson());
     p.closeWriteChannel();
     if (!p.waitForFinished(30'000))
