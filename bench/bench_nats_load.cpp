@@ -21,6 +21,8 @@ int main()
 #else
 #include <server/auth.h>
 #include <server/database.h>
+#include "listrequest.h"
+
 #include <server/demodata.h>
 #include <server/server.h>
 
@@ -73,21 +75,6 @@ int freePort()
         port = ntohs(addr.sin_port);
     ::close(fd);
     return port;
-}
-
-BrokerRequest listRequest()
-{
-    BrokerRequest r;
-    r.setMessageId(QStringLiteral("KORVA.AssignMaint"));
-    r.setVersion(QStringLiteral("1.0"));
-    r.setKind(RequestKind::Query);
-    r.setContext(QStringLiteral("INSP_ID=%1").arg(kLister));
-    r.addParameter(
-        RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), QStringLiteral("1997-01-27")));
-    r.addParameter(RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"),
-                                         QDate::currentDate().toString(Qt::ISODate)));
-    r.addParameter(RequestParameter::key(QStringLiteral("OFCR_TO_ID"), QString::number(kLister)));
-    return r;
 }
 
 BrokerRequest saveRequest(const QString &comment)
@@ -177,7 +164,7 @@ void runDesk(int desk, const NatsSettings &bus, int intervalMs, int seconds, Res
         }
         QElapsedTimer t;
         t.start();
-        const BrokerReply reply = broker.call(save ? saveRequest(comment) : listRequest());
+        const BrokerReply reply = broker.call(save ? saveRequest(comment) : heavyListRequest());
         const double ms = double(t.nsecsElapsed()) / 1e6;
         {
             std::lock_guard g(out.lock);
@@ -238,7 +225,7 @@ double embeddedListMs(const QString &connection, int runs, double &encodeMs, dou
     QList<double> enc;
     QList<double> dec;
     for (int i = 0; i < runs; ++i) {
-        BrokerRequest r = listRequest();
+        BrokerRequest r = heavyListRequest();
         QElapsedTimer t;
         t.start();
         const BrokerReply reply = broker.call(r);

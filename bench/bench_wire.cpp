@@ -5,6 +5,8 @@
 //
 // Reported: the medians of writing and reading, the size, and the rows per millisecond. The
 // networked list's latency is the query plus these two, so they are watched on their own.
+#include "listrequest.h"
+
 #include <server/demodata.h>
 #include <server/server.h>
 
@@ -30,22 +32,6 @@ double median(QList<double> v)
     return v.isEmpty() ? 0 : v.at(v.size() / 2);
 }
 
-BrokerRequest listRequest()
-{
-    constexpr qint64 lister = DemoOfficer::Heavy;
-    BrokerRequest r;
-    r.setMessageId(QStringLiteral("KORVA.AssignMaint"));
-    r.setVersion(QStringLiteral("1.0"));
-    r.setKind(RequestKind::Query);
-    r.setContext(QStringLiteral("INSP_ID=%1").arg(lister));
-    r.addParameter(
-        RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), QStringLiteral("1997-01-27")));
-    r.addParameter(RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"),
-                                         QDate::currentDate().toString(Qt::ISODate)));
-    r.addParameter(RequestParameter::key(QStringLiteral("OFCR_TO_ID"), QString::number(lister)));
-    return r;
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
@@ -63,7 +49,7 @@ int main(int argc, char *argv[])
     demo.force = true;
     generateDemo(ServerSettings(connection), demo);
     const BrokerReply reply = makeBackendFactory(ServerSettings(connection))()->handle(
-        listRequest());
+        heavyListRequest());
     if (!reply.error.isEmpty()) {
         std::fprintf(stderr, "the list failed: %s\n", qPrintable(reply.error));
         return 1;
