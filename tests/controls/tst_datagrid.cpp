@@ -119,13 +119,14 @@ private slots:
         QCOMPARE(g.loads.count(1), 2);
     }
 
-    void emptyRowsAreLeftUndecorated()
+    // A row whose first bound column is null is a row all the same.
+    void rowsWithoutAKeyAreDecoratedToo()
     {
         DecoratedGrid g;
         auto rs = assignments(2);
-        rs->addNew(); // no key yet
+        rs->addNew();
         g.control.setRecordSet(rs);
-        QCOMPARE(g.grid.text(2, QStringLiteral("Status")), QString());
+        QCOMPARE(g.grid.text(2, QStringLiteral("Status")), QStringLiteral("Loaded "));
         QCOMPARE(g.grid.text(0, QStringLiteral("Status")), QStringLiteral("Loaded 1"));
         QCOMPARE(g.grid.text(0, QStringLiteral("NoSuchColumn")), QString());
         QCOMPARE(g.grid.text(7, QStringLiteral("Status")), QString());

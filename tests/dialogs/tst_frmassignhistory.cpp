@@ -17,22 +17,22 @@ const QString kParameters = QStringLiteral(
     "77~General Referral~ROE, ANN~DOE, JANE Q.~11/20/2026~11/21/2026~12/01/2026~old comment~"
     "1234567-4~Citation~1003~1001~~Subject here~001~CIT");
 
-// A history as the server sends it: typed fields, rows in no particular order.
+// A history as the server sends it: typed fields, rows in no particular order, of an
+// assignment saved without a subject (the grid's first column).
 RecordSetPtr historyRows(const QList<std::pair<QString, QList<QVariant>>> &rows)
 {
     using T = FieldType;
-    const QList<Field> fields{{QStringLiteral("ASGNMT_NBR"), T::Integer},
-                              {QStringLiteral("ACTION"), T::Text},
-                              {QStringLiteral("LST_UPDT_TS"), T::Timestamp},
-                              {QStringLiteral("OFCR_FRM_ID"), T::Integer},
-                              {QStringLiteral("OFCR_TO_ID"), T::Integer},
-                              {QStringLiteral("ASGNMT_CMMT_TXT"), T::Text}};
+    const QList<Field> fields{
+        {QStringLiteral("ASGNMT_NBR"), T::Integer},    {QStringLiteral("ACTION"), T::Text},
+        {QStringLiteral("LST_UPDT_TS"), T::Timestamp}, {QStringLiteral("OFCR_FRM_ID"), T::Integer},
+        {QStringLiteral("OFCR_TO_ID"), T::Integer},    {QStringLiteral("ASGNMT_CMMT_TXT"), T::Text},
+        {QStringLiteral("ASGNMT_SBJCT_TXT"), T::Text}};
     QList<QList<QVariant>> values;
     for (const auto &[time, rest] : rows)
         values.append(
             QList<QVariant>{77, QStringLiteral("FORWARD"),
                             QDateTime(QDate(2026, 11, 22), QTime::fromString(time, Qt::ISODate))} +
-            rest);
+            rest + QList<QVariant>{QVariant()});
     return testkit::makeRecordSet(QStringLiteral("ASSIGNMENT"), fields, values);
 }
 

@@ -46,17 +46,10 @@ GridRow::GridRow(DataGrid *grid, int storageRow)
 
 bool GridRow::isEmpty() const
 {
-    const RecordSetModel *model = m_grid->m_model;
-    const RecordSetPtr &rs = model->recordSet();
-    if (!rs || m_storageRow < 0 || m_storageRow >= rs->storageCount())
-        return true;
-    // The key is the first bound column the record set knows.
-    for (int c = 0; c < m_grid->columnCount(); ++c) {
-        const QString &field = m_grid->m_columns.at(c).field;
-        if (!field.isEmpty() && rs->hasField(field))
-            return model->cellText(m_storageRow, c).isEmpty();
-    }
-    return true;
+    // A row exists when the record set has it, whatever its cells hold: a null subject or
+    // amount must not keep a row's display columns from being filled.
+    const RecordSetPtr &rs = m_grid->m_model->recordSet();
+    return !rs || m_storageRow < 0 || m_storageRow >= rs->storageCount();
 }
 
 QString GridRow::text(const QString &column) const

@@ -46,7 +46,7 @@ struct StyleSet {
 class GridRow {
 public:
     GridRow(class DataGrid *grid, int storageRow);
-    bool isEmpty() const; // no bound data (no key)
+    bool isEmpty() const; // the record set has no such row
     QString text(const QString &column) const;
     void setText(const QString &column, const QString &value); // display columns
     void setCellStyleSet(int column, const QString &styleSet);
