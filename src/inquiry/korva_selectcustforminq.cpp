@@ -8,6 +8,7 @@
 #include "platform/controls/datagrid.h"
 #include "platform/datetext.h"
 #include "platform/errors.h"
+#include "platform/numbers.h"
 #include "platform/platform.h"
 
 #include <QDialogButtonBox>
@@ -46,7 +47,7 @@ QString codeListDate()
 }
 
 // A form number written as seven digits (a numeric text that is not a whole number is rounded,
-// any other text kept as it is), a dash and the check digit.
+// any other text kept as it is), a dash and the check digit as the caller hands it.
 QString formatFormNumber(const QString &number, const QString &checkDigit)
 {
     const QString text = number.trimmed();
@@ -59,7 +60,7 @@ QString formatFormNumber(const QString &number, const QString &checkDigit)
         if (whole < 0)
             digits.prepend(u'-');
     }
-    return digits + u'-' + checkDigit.trimmed();
+    return digits + u'-' + checkDigit;
 }
 
 } // namespace
@@ -197,7 +198,7 @@ QString KORVA_SelectCustFormInq::DocumentNumber() const
     return m_documentNumber;
 }
 
-QString KORVA_SelectCustFormInq::DueAmount() const
+double KORVA_SelectCustFormInq::DueAmount() const
 {
     return m_dueAmount;
 }
@@ -262,8 +263,12 @@ void KORVA_SelectCustFormInq::takeChosenRow()
         m_documentNumber = formatFormNumber(number, cell("FORM_CK_DGT_NBR"));
     if (const QString due = cell("ASSMT_DUE_AMT"); !due.isEmpty())
         m_assessmentDue = due;
-    if (const QString balance = cell("BAL_DUE"); !balance.isEmpty())
-        m_dueAmount = balance;
+    if (const QString balance = cell("BAL_DUE"); !balance.isEmpty()) {
+        if (!IsNumeric(balance))
+            raiseError(kErrTypeMismatch,
+                       QStringLiteral("Type mismatch: \"%1\" is not an amount.").arg(balance));
+        m_dueAmount = std::round(numericValue(balance) * 10000.0) / 10000.0;
+    }
     if (const QString paid = cell("LST_PYMT_DT"); !paid.isEmpty())
         m_lastPaymentDate = parseDateText(paid);
     if (const QString text = cell("CTTN_STTS_TXT"); !text.isEmpty())

@@ -31,7 +31,7 @@ public:
     void setDocumentType(const QString &code); // sets mFtcboDocType(0) to that code
 
     QString DocumentNumber() const;
-    QString DueAmount() const; // currency text as read, e.g. "1234.50"
+    double DueAmount() const; // a currency amount, to four decimal places; 0 until one is taken
     QDate LastPaymentDate() const;
     QString Status() const;
     QDate StopDate() const;
@@ -87,7 +87,7 @@ private:
 
     QString m_documentNumber;
     QString m_assessmentDue; // read with the rest; no caller has asked for it
-    QString m_dueAmount;
+    double m_dueAmount = 0;
     QDate m_lastPaymentDate;
     QString m_status;
     QDate m_stopDate;

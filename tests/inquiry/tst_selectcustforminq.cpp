@@ -35,7 +35,8 @@ RecordSetPtr codeListFor(const QString &query)
          {QStringLiteral("PKG"), QStringLiteral("PARKING CITATION")}});
 }
 
-// Rows as the server sends them, out of stop-date order.
+// Rows as the server sends them, out of stop-date order; the last one listed has no assessed
+// amount, the grid's first bound column.
 RecordSetPtr forms(const QList<QList<QVariant>> &rows)
 {
     using T = FieldType;
@@ -54,7 +55,7 @@ RecordSetPtr threeForms()
 {
     const QVariant null;
     return forms(
-        {{2000077, 3, 80.0, 80.0, null, QStringLiteral("A"), QDate(2027, 3, 1)},
+        {{2000077, 3, null, 80.0, null, QStringLiteral("A"), QDate(2027, 3, 1)},
          {12345, 6, 1500.0, 1234.5, QDate(2026, 10, 2), QStringLiteral("P"), QDate(2025, 1, 31)},
          {54321, 0, 99.0, null, null, QStringLiteral("Z"), QDate(2026, 5, 5)}});
 }
@@ -290,7 +291,7 @@ private slots:
         QCOMPARE(f.inq.dlg->result(), int(QDialog::Accepted));
         QVERIFY(!f.inq.dlg->isVisible());
         QCOMPARE(f.inq.dlg->DocumentNumber(), QStringLiteral("0012345-6"));
-        QCOMPARE(f.inq.dlg->DueAmount(), QStringLiteral("1234.50"));
+        QCOMPARE(f.inq.dlg->DueAmount(), 1234.5);
         QCOMPARE(f.inq.dlg->LastPaymentDate(), QDate(2026, 10, 2));
         QCOMPARE(f.inq.dlg->Status(), QStringLiteral("PAID IN FULL"));
         QCOMPARE(f.inq.dlg->StopDate(), QDate(2025, 1, 31));
@@ -301,10 +302,18 @@ private slots:
         f.inq.clickRow(1);
         QTest::mouseClick(f.inq.button(1), Qt::LeftButton);
         QCOMPARE(f.inq.dlg->DocumentNumber(), QStringLiteral("0054321-0"));
-        QCOMPARE(f.inq.dlg->DueAmount(), QStringLiteral("1234.50"));
+        QCOMPARE(f.inq.dlg->DueAmount(), 1234.5);
         QCOMPARE(f.inq.dlg->LastPaymentDate(), QDate(2026, 10, 2));
         QCOMPARE(f.inq.dlg->Status(), QStringLiteral("PAID IN FULL"));
         QCOMPARE(f.inq.dlg->StopDate(), QDate(2026, 5, 5));
+
+        // A form without an assessed amount still has its status text.
+        f.inq.dlg->show();
+        f.inq.clickRow(2);
+        QTest::mouseClick(f.inq.button(1), Qt::LeftButton);
+        QCOMPARE(f.inq.dlg->DocumentNumber(), QStringLiteral("2000077-3"));
+        QCOMPARE(f.inq.dlg->Status(), QStringLiteral("ACTIVE"));
+        QCOMPARE(f.inq.dlg->DueAmount(), 80.0);
 
         // OK without a type stays open; Cancel then empties the number alone.
         f.inq.dlg->show();
@@ -321,8 +330,31 @@ private slots:
         QCOMPARE(f.inq.dlg->result(), int(QDialog::Rejected));
         QVERIFY(f.inq.dlg->isCancelled());
         QCOMPARE(f.inq.dlg->DocumentNumber(), QString());
-        QCOMPARE(f.inq.dlg->DueAmount(), QStringLiteral("1234.50"));
-        QCOMPARE(f.inq.dlg->StopDate(), QDate(2026, 5, 5));
+        QCOMPARE(f.inq.dlg->DueAmount(), 80.0);
+        QCOMPARE(f.inq.dlg->StopDate(), QDate(2027, 3, 1));
+    }
+
+    // A check digit held as text (a fixed-width column): the grid shows it as it stands, the
+    // caller gets it trimmed; the balance is an amount, whatever way it is written.
+    void theCheckDigitIsTrimmedOnlyForTheCaller()
+    {
+        Fixture f;
+        f.inq.dlg->setDocumentType(QStringLiteral("CIT"));
+        f.chooseCustomer();
+        using T = FieldType;
+        f.tp.fakeBroker.replyGood({testkit::makeRecordSet(
+            QStringLiteral("CUSTOMERFORM"),
+            {{QStringLiteral("FORM_NBR"), T::Integer},
+             {QStringLiteral("FORM_CK_DGT_NBR"), T::Text},
+             {QStringLiteral("BAL_DUE"), T::Text},
+             {QStringLiteral("STP_DT"), T::Date}},
+            {{12345, QStringLiteral("6 "), QStringLiteral(" $1,234.5 "), QDate(2025, 1, 31)}})});
+        QCOMPARE(f.column("FORM_NUMBER"), QStringList{QStringLiteral("0012345-6 ")});
+        f.inq.clickRow(0);
+        QTest::mouseClick(f.inq.button(1), Qt::LeftButton);
+        QCOMPARE(f.inq.dlg->DocumentNumber(), QStringLiteral("0012345-6"));
+        QCOMPARE(f.inq.dlg->DueAmount(), 1234.5);
+        QVERIFY(f.tp.reporter.reports.isEmpty());
     }
 };
 
