@@ -47,9 +47,11 @@ BrokerReply handleCustomerForms(HandlerContext &ctx, const BrokerRequest &reques
     const QVariant today = dbDate(ctx.today);
     QSqlQuery &q =
         ctx.db.run(QLatin1String(kSelectForms), {ctx.session.region, today, today, customer, type});
+    const RecordSetPtr forms = readRecordSet(q, QStringLiteral("CUSTOMERFORM"), kFormColumns);
     BrokerReply reply = BrokerReply::success(request);
-    reply.recordSets.insert(QStringLiteral("CUSTOMERFORM"),
-                            readRecordSet(q, QStringLiteral("CUSTOMERFORM"), kFormColumns));
+    // No record set at all when nothing matches: that is how the inquiry tells "none" from a list.
+    if (forms->count() > 0)
+        reply.recordSets.insert(QStringLiteral("CUSTOMERFORM"), forms);
     return reply;
 }
 

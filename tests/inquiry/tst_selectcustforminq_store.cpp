@@ -33,14 +33,34 @@ private slots:
         const qint64 number = store.value(first.arg(u"FORM_NBR"), {customer}).toLongLong();
         const QString status = store.value(first.arg(u"CTTN_STTS_CD"), {customer}).toString();
 
+        // A customer without forms: the dialog says there are none.
+        const QString formless =
+            store
+                .value(QStringLiteral("SELECT MIN(CUST_ID) FROM CUSTOMER C WHERE NOT EXISTS "
+                                      "(SELECT 1 FROM CUST_FORM F WHERE F.CUST_ID = C.CUST_ID)"))
+                .toString();
+        QVERIFY(!formless.isEmpty());
+        const QString formlessName =
+            store
+                .value(QStringLiteral("SELECT CUST_NM FROM CUSTOMER WHERE CUST_ID = ?"), {formless})
+                .toString();
+
         Inquiry inq;
         inq.dlg->setDocumentType(QStringLiteral("CIT"));
         bool done = false;
         auto drive = [&] {
             QTRY_VERIFY(inq.dlg->isVisible());
-            inq.typeCustomer(customer);
+            inq.typeCustomer(formless);
             QTRY_VERIFY_WITH_TIMEOUT(inq.found()->topLevelItemCount() > 0, 20000);
-            QVERIFY(inq.clickCustomer(customer));
+            QVERIFY(inq.clickCustomer(formless));
+            QTRY_COMPARE_WITH_TIMEOUT(
+                tp.statusBar.last(),
+                QStringLiteral("No TRAFFIC CITATIONs returned for ") + formlessName, 20000);
+            QCOMPARE(inq.grid()->rowCount(), 0);
+
+            inq.pickerText()->clear();
+            inq.typeCustomer(customer);
+            QTRY_VERIFY_WITH_TIMEOUT(inq.clickCustomer(customer), 20000);
             QTRY_COMPARE_WITH_TIMEOUT(qint64(inq.grid()->rowCount()), citations, 20000);
             QCOMPARE(tp.statusBar.last(),
                      QStringLiteral("Displaying TRAFFIC CITATIONs for ") + name);
