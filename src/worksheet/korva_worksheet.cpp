@@ -70,11 +70,11 @@ void KORVA_WorkSheet::mCmdButton_Click(int index)
             close();
             break;
         case 2:
+            // Only a reply or a time-out ends the void: refused by the checks, it stays under
+            // way and the next Save sends it again.
             m_action = QStringLiteral("VOID");
             if (SaveData())
                 m_savedVoided = true;
-            else
-                m_action.clear(); // a void that was never sent must not turn the next Save into one
             break;
         case 3:
             PrintWorksheet();

@@ -68,7 +68,8 @@ void KORVA_WorkSheet::CheckEdit()
         }
         if (!mRdo[2]->isChecked() && !mRdo[3]->isChecked() && !mRdo[4]->isChecked())
             fail("Please select who receives the refund when issued", {mRdo[2], mRdo[3], mRdo[4]});
-        if (mTxtRefund[0]->toPlainText().trimmed().isEmpty())
+        // A comment of blanks is a comment here.
+        if (mTxtRefund[0]->toPlainText().isEmpty())
             fail("The comment field is required by QRT HQ personnel", {mTxtRefund[0]});
         if (voiding)
             return;
@@ -93,22 +94,22 @@ void KORVA_WorkSheet::CheckEdit()
         if (s == u"3") {
             if (!transferred && !refunded)
                 fail("Please select Transferred or Refunded", {mRdo[0], mRdo[1]});
-            if (transferred && mTxtRefund[1]->toPlainText().trimmed().isEmpty())
-                fail("Please enter the Refund Description, when Tranferring the excess funds",
-                     {mTxtRefund[1]});
-            if (refunded && mTxt[0]->text().trimmed().isEmpty())
-                fail("Please enter the Warrant Number, when Refunding the worksheet", {mTxt[0]});
+            // These two rules, and the date rules below, mark nothing: the message is all.
+            if (transferred && mTxtRefund[1]->toPlainText().isEmpty())
+                fail("Please enter the Refund Description, when Tranferring the excess funds");
+            if (refunded && mTxt[0]->text().isEmpty())
+                fail("Please enter the Warrant Number, when Refunding the worksheet");
         }
         const QString today = dateText(platform().clock->today());
         if (s == u"4") {
             const QString mailed = dateText(KORVA_DTP1[1]->date());
             if (mailed > today)
-                fail("Mail Date must be current or before", {KORVA_DTP1[1]});
+                fail("Mail Date must be current or before");
             if (mailed < dateText(KORVA_DTP1[0]->date()))
-                fail("Mail Date must be greater than or equal to the Refund Date", {KORVA_DTP1[1]});
+                fail("Mail Date must be greater than or equal to the Refund Date");
         }
         if (s == u"3" && refunded && dateText(KORVA_DTP1[0]->date()) > today)
-            fail("Refund Date must be current or before", {KORVA_DTP1[0]});
+            fail("Refund Date must be current or before");
     });
 }
 
@@ -120,9 +121,6 @@ void KORVA_WorkSheet::DefaultFieldColor()
                                                            mTxtRefund[0], mRdo[0], mRdo[1], mTxt[0],
                                                            KORVA_DTP1[0], mTxtRefund[1]})
             marks->ClearFieldError(w);
-        // The officer labels are marked by the step rule too; a fixed step must not stay red.
-        for (int i = 7; i <= 10; ++i)
-            marks->ClearFieldError(mLblData[i]);
     });
 }
 

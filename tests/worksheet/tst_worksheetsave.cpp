@@ -17,6 +17,7 @@ using Setup = std::function<void(Fixture &)>;
 // together), mail date, refund date, and the preparer's, verifier's, approver's and issuer's
 // labels.
 const QString kMarkable = QStringLiteral("rcdwomfpvai");
+const QString kRestored = kMarkable.left(7);
 
 QWidget *control(Fixture &f, QChar c)
 {
@@ -76,6 +77,10 @@ void TestWorksheetSave::checkEditGathersItsMessages_data()
         });
     };
     QTest::newRow("a clean step") << "2" << Setup() << QString() << QString();
+    // The checks restore only the controls their rules mark with a colour of their own.
+    QTest::newRow("an officer label's mark is left alone")
+        << "2" << Setup([](Fixture &f) { f.tp.fieldMarks.MarkFieldError(f.label(7)); }) << QString()
+        << QStringLiteral("p");
     QTest::newRow("A A B: only the first separation")
         << "2" << officers("A", "A", "B") << sepPV << QString();
     QTest::newRow("B A A: only the second separation")
@@ -110,11 +115,14 @@ void TestWorksheetSave::checkEditGathersItsMessages_data()
     QTest::newRow("no receiver, no comment")
         << "1" << Setup([](Fixture &f) {
                clearReceiver(f);
-               f.text(0)->setPlainText(QStringLiteral("   "));
+               f.text(0)->clear();
            })
         << QStringLiteral("Please select who receives the refund when issued\r\n"
                           "The comment field is required by QRT HQ personnel\r\n")
         << QStringLiteral("rc");
+    QTest::newRow("a comment of blanks is a comment")
+        << "1" << Setup([](Fixture &f) { f.text(0)->setPlainText(QStringLiteral("   ")); })
+        << QString() << QString();
     QTest::newRow("a void skips separation and steps") << "3" << Setup([](Fixture &f) {
         f.sheet->mCmdButton_Click(2); // the void is under way until its reply
         f.label(8)->setText(QStringLiteral("1002"));
@@ -150,7 +158,15 @@ void TestWorksheetSave::checkEditGathersItsMessages_data()
         << "3" << Setup([](Fixture &f) { f.rdo(0)->setChecked(true); })
         << QStringLiteral(
                "Please enter the Refund Description, when Tranferring the excess funds\r\n")
-        << QStringLiteral("d");
+        << QString();
+    QTest::newRow("3 blanks are a description and a warrant") << "3" << Setup([](Fixture &f) {
+        f.rdo(0)->setChecked(true);
+        f.text(1)->setPlainText(QStringLiteral(" "));
+        f.warrant()->setText(QStringLiteral(" "));
+        f.sheet->CheckEdit();
+        QCOMPARE(f.sheet->errorText(), QString());
+        f.rdo(1)->setChecked(true);
+    }) << QString() << QString();
     QTest::newRow("3 refunded: no warrant and a future refund date")
         << "3" << Setup([](Fixture &f) {
                f.rdo(1)->setChecked(true);
@@ -158,7 +174,7 @@ void TestWorksheetSave::checkEditGathersItsMessages_data()
            })
         << QStringLiteral("Please enter the Warrant Number, when Refunding the worksheet\r\n"
                           "Refund Date must be current or before\r\n")
-        << QStringLiteral("wf");
+        << QString();
     // The dates compare as mm-dd-yy texts: January 2006 sorts before December 2005.
     QTest::newRow("4 mail date after the refund date, by text before it")
         << "4" << Setup([](Fixture &f) {
@@ -166,18 +182,18 @@ void TestWorksheetSave::checkEditGathersItsMessages_data()
                f.dtp(1)->setValue(QDate(2006, 1, 5));
            })
         << QStringLiteral("Mail Date must be greater than or equal to the Refund Date\r\n")
-        << QStringLiteral("m");
+        << QString();
     QTest::newRow("4 mail date in the future") << "4" << Setup([](Fixture &f) {
         f.dtp(0)->setValue(QDate(2026, 11, 1));
         f.dtp(1)->setValue(QDate(2026, 11, 30));
     }) << QStringLiteral("Mail Date must be current or before\r\n")
-                                               << QStringLiteral("m");
+                                               << QString();
     QTest::newRow("4 December mail date, by text after today's November")
         << "4" << Setup([](Fixture &f) {
                f.dtp(0)->setValue(QDate(2025, 12, 1));
                f.dtp(1)->setValue(QDate(2025, 12, 5));
            })
-        << QStringLiteral("Mail Date must be current or before\r\n") << QStringLiteral("m");
+        << QStringLiteral("Mail Date must be current or before\r\n") << QString();
 }
 
 void TestWorksheetSave::checkEditGathersItsMessages()
@@ -188,8 +204,8 @@ void TestWorksheetSave::checkEditGathersItsMessages()
     QFETCH(QString, marks);
     Fixture f;
     f.load(status);
-    // Every control starts marked, so that a mark left over from an earlier run shows.
-    for (QChar c : kMarkable)
+    // Every control the checks restore starts marked, so that a mark left over shows.
+    for (QChar c : kRestored)
         f.tp.fieldMarks.MarkFieldError(control(f, c));
     if (setup)
         setup(f);
@@ -319,7 +335,15 @@ void TestWorksheetSave::voidSendsItsShortRecord()
     Fixture f;
     f.load(QStringLiteral("2"));
     f.label(8)->setText(f.label(9)->text()); // separation is not a void's business
+    // A void its checks refuse stays under way: the next Save sends it, with its checks.
+    f.text(0)->clear();
+    const qsizetype sent = f.tp.fakeBroker.sent.size();
     f.button(2)->click();
+    QCOMPARE(f.tp.boxes.shown.size(), 1);
+    QCOMPARE(f.tp.fakeBroker.sent.size(), sent);
+    QVERIFY(!f.sheet->GetSavedVoidedFlag());
+    f.text(0)->setPlainText(QStringLiteral("Paid twice."));
+    f.button(0)->click();
     QVERIFY2(f.sheet->errorText().isEmpty(), qPrintable(f.sheet->errorText()));
     QCOMPARE(sentFields(f), QStringLiteral("ACTION=UPD\nCUST_ID=400000001\nRFND_NBR=42\nSTTS_CD=V\n"
                                            "VOID_ID=1001\nRCPT_NBR=R0000042"));
@@ -336,15 +360,15 @@ void TestWorksheetSave::lostFocusMarksSilently()
     Fixture f;
     f.load(QStringLiteral("3"));
     f.sheet->show();
-    f.rdo(1)->setChecked(true);
     f.warrant()->setFocus();
     QTRY_VERIFY(f.warrant()->hasFocus());
     f.text(1)->setFocus();
-    QTRY_VERIFY(f.marked(f.warrant()));
+    QTRY_VERIFY(f.marked(f.rdo(0)) && f.marked(f.rdo(1)));
     QVERIFY(f.tp.boxes.shown.isEmpty());
+    f.rdo(1)->setChecked(true);
     QTest::keyClicks(f.warrant(), QStringLiteral("W9"));
     f.sheet->mTxt_LostFocus(0);
-    QVERIFY(!f.marked(f.warrant()));
+    QVERIFY(!f.marked(f.rdo(0)) && !f.marked(f.rdo(1)));
 }
 
 KORVA_TEST_MAIN(TestWorksheetSave)
