@@ -108,7 +108,8 @@ void KORVA_AssignMaint::ProcessCmdCloseClick()
 void KORVA_AssignMaint::ProcessCmdForwardClick()
 {
     guard(u"KORVA_AssignMaint.ProcessCmdForwardClick", [&] {
-        QString type = grdAssignment->currentText(QStringLiteral("ASGNMT_TYP_CD")).trimmed();
+        // As the grid holds it, the way the row click reads it.
+        QString type = grdAssignment->currentText(QStringLiteral("ASGNMT_TYP_CD"));
         entry->FormatTypeCode(type);
         // The forward dialog's date rules read the component's counts, not only its arguments.
         modAssignMaint::TypeDayCounts &counts = modAssignMaint::componentDayCounts();
@@ -182,8 +183,8 @@ void KORVA_AssignMaint::ProcessCmdSelectDocClick()
         dialog->setDocumentType(code);
         idlePointer();
         dialog->exec();
-        // A cancelled search keeps the number the user had typed.
-        if (m_frmSelectCustForm == dialog && !dialog->isCancelled())
+        // A cancelled search has emptied the dialog's number, and so empties the box.
+        if (m_frmSelectCustForm == dialog)
             entry->txtBox[0]->setText(dialog->DocumentNumber());
         release(m_frmSelectCustForm);
     });
@@ -198,7 +199,8 @@ void KORVA_AssignMaint::ProcessCmdSelectOfficersClick()
         connect(dialog, &frmAddOfficer::SendOK, this, &KORVA_AssignMaint::mEventAddOfficer_SendOK);
         connect(dialog, &frmAddOfficer::SendCancel, this,
                 &KORVA_AssignMaint::mEventAddOfficer_SendCancel);
-        dialog->SetOfficerList(entry->adoOfficers->recordSet());
+        // No list of the tab's is handed over: an officer picked again is merged away by
+        // mEventAddOfficer_SendOK, without the dialog's beep.
         idlePointer();
         dialog->exec();
         if (m_frmAddOfficer == dialog)

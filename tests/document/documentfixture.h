@@ -95,7 +95,7 @@ inline RecordSetPtr codeList(const QString &query)
     QList<QList<QVariant>> rows;
     for (const char *r :
          {"001|Referral|N|10|30|N", "007|Follow-up Citation|Y| 5 |15|N", "090|Refund Request|N|||Y",
-          "PCE|Payment Correction|X|||N", "050|Long Haul|N|-20000|20000|N"}) {
+          "PCE|Payment Correction|X|||N", "050|Long Haul|N|-20000|20000|N", "AUD|Audit|N|3|9|N"}) {
         const QStringList v = QString::fromLatin1(r).split(u'|');
         rows.append({QStringLiteral("NE"), v[0], v[1], v[2], v[3], v[4], QString(), v[5]});
     }

@@ -5,11 +5,14 @@
 #include "dialogs/frmassignhistory.h"
 #include "dialogs/frmassignroc.h"
 #include "documentfixture.h"
+#include "inquiry/korva_selectcustforminq.h"
 #include "modaldialog.h"
 #include "test_main.h"
 #include "worksheet/korva_worksheet.h"
 
 #include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
 
 using namespace korva;
 using namespace korva::doctest;
@@ -81,12 +84,18 @@ private slots:
         QTest::addColumn<QString>("dialog");
         QTest::addColumn<bool>("ok");
         QTest::addColumn<QString>("dayCounts"); // published for the forward dialog only
-        QTest::newRow("reply") << 2 << u"O"_s << u"korva::frmAssignROC REPLY"_s << true << u"0/0"_s;
-        QTest::newRow("close") << 3 << u"O"_s << u"korva::frmAssignROC CLOSE"_s << true << u"0/0"_s;
+        QTest::addColumn<QString>("type");
+        QTest::newRow("reply") << 2 << u"O"_s << u"korva::frmAssignROC REPLY"_s << true << u"0/0"_s
+                               << u"7"_s;
+        QTest::newRow("close") << 3 << u"O"_s << u"korva::frmAssignROC CLOSE"_s << true << u"0/0"_s
+                               << u"7"_s;
         QTest::newRow("reopen, cancel")
-            << 4 << u"C"_s << u"korva::frmAssignROC OPEN"_s << false << u"0/0"_s;
-        QTest::newRow("forward") << 1 << u"O"_s << u"korva::frmAssignForward"_s << true
-                                 << u"5/15"_s;
+            << 4 << u"C"_s << u"korva::frmAssignROC OPEN"_s << false << u"0/0"_s << u"7"_s;
+        QTest::newRow("forward") << 1 << u"O"_s << u"korva::frmAssignForward"_s << true << u"5/15"_s
+                                 << u"7"_s; // formatted to "007"
+        // Looked up as the grid holds it, as the row click does: the padded code is no type.
+        QTest::newRow("forward, a padded code")
+            << 1 << u"O"_s << u"korva::frmAssignForward"_s << true << u"0/0"_s << u"AUD "_s;
     }
     void dialogsReportBack()
     {
@@ -95,10 +104,11 @@ private slots:
         QFETCH(QString, dialog);
         QFETCH(bool, ok);
         QFETCH(QString, dayCounts);
+        QFETCH(QString, type);
         Fixture f;
         f.showWith({{.number = 1040},
                     {.number = 1041,
-                     .type = QStringLiteral("7"), // formatted to "007"
+                     .type = type,
                      .status = status,
                      .subject = QStringLiteral("Receipt")}});
         f.clickRow(1);
@@ -194,6 +204,23 @@ private slots:
         QCOMPARE(f.box(1)->text(), QString());
         QVERIFY(!f.tp.fieldMarks.isMarked(f.box(1)));
 
+        // The dialog is not handed the tab's list: an officer listed already is picked there
+        // without a beep, and merged away when he comes back.
+        QString picked;
+        duringModal<frmAddOfficer>(
+            [&] { QTest::mouseClick(f.button(7), Qt::LeftButton); },
+            [&](frmAddOfficer *d) {
+                auto *typed = d->findChild<QLineEdit *>(QStringLiteral("txtOfficer"));
+                QTest::keyClicks(typed, QStringLiteral("1003"));
+                QTest::keyClick(typed, Qt::Key_Return);
+                picked = QString::number(d->findChild<DataGrid *>()->rowCount()) + u'/' +
+                         QString::number(f.beeps());
+                QTest::mouseClick(d->findChild<QPushButton *>(QStringLiteral("cmdOK")),
+                                  Qt::LeftButton);
+            });
+        QCOMPARE(picked, QStringLiteral("1/0"));
+        QCOMPARE(f.doc().entry->grdOfficers->rowCount(), 3);
+
         QTest::mouseClick(f.button(8), Qt::LeftButton);
         const RecordSetPtr cleared = f.doc().entry->adoOfficers->recordSet();
         QCOMPARE(cleared->name() + QString::number(cleared->count()), QStringLiteral("OFFICER0"));
@@ -214,6 +241,17 @@ private slots:
         click(6);
         QCOMPARE(lastBox(),
                  QStringLiteral("Reference Account Type must be selected to search./48"));
+        // The number is the dialog's, also when its search is cancelled.
+        f.fill(QStringLiteral("ref=CIT|number=0000042-2"));
+        QCOMPARE(duringModal<KORVA_SelectCustFormInq>([&] { click(6); },
+                                                      [](KORVA_SelectCustFormInq *d) {
+                                                          QTest::mouseClick(
+                                                              d->findChild<QPushButton *>(
+                                                                  QStringLiteral("mCmdButton(0)")),
+                                                              Qt::LeftButton);
+                                                      }),
+                 1);
+        QCOMPARE(f.box(0)->text(), QString());
         f.comment()->setPlainText(QStringLiteral("  "));
         click(9);
         QCOMPARE(lastBox(), QStringLiteral("No comments available to copy./64"));

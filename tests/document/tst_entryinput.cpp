@@ -53,7 +53,7 @@ private slots:
         f.entry().FormatTypeCode(code);
         QVERIFY(f.combo(0)->selectCode(QStringLiteral("007")));
         QCOMPARE(f.combo(0)->text(), QStringLiteral("Follow-up Citation"));
-        QCOMPARE(f.combo(0)->count(), 6); // the types and the empty choice
+        QCOMPARE(f.combo(0)->count(), 7); // the types and the empty choice
         QCOMPARE(f.tp.codeList.queries.filter(QStringLiteral("ZTB_ASGNMT_TYPE")),
                  QStringList{QStringLiteral(
                      "Select REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY_CNT, "
