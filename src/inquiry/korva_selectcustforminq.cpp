@@ -264,6 +264,7 @@ void KORVA_SelectCustFormInq::takeChosenRow()
     if (const QString due = cell("ASSMT_DUE_AMT"); !due.isEmpty())
         m_assessmentDue = due;
     if (const QString balance = cell("BAL_DUE"); !balance.isEmpty()) {
+        // Unsettled what a balance that is no amount should give: refused as a type mismatch.
         if (!IsNumeric(balance))
             raiseError(kErrTypeMismatch,
                        QStringLiteral("Type mismatch: \"%1\" is not an amount.").arg(balance));
