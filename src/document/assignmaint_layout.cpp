@@ -1,78 +1,12 @@
-// The document's controls: the list tab built here, the entry tab as its own widget.
+// The document's controls: the list and the entry tab, each its own widget.
 #include "assignmententrytab.h"
+#include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
 
-#include "platform/controls/datagrid.h"
-#include "platform/controls/dtp.h"
-
-#include <QCheckBox>
-#include <QGridLayout>
-#include <QGroupBox>
-#include <QHBoxLayout>
-#include <QLabel>
-#include <QPushButton>
-#include <QRadioButton>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
 namespace korva {
-
-namespace {
-
-QString indexed(const char *array, int index)
-{
-    return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
-}
-
-QRadioButton *radio(const QString &caption, const QString &name, QWidget *parent)
-{
-    auto *b = new QRadioButton(caption, parent);
-    b->setObjectName(name);
-    return b;
-}
-
-struct GridColumn {
-    const char *name;
-    const char *caption;
-    bool bound;
-    bool visible;
-    int width = 0; // 0: the grid's default
-};
-
-// Bound columns carry the broker's field names; display columns are filled as rows load.
-// The technical columns stay hidden but readable, since the row commands read them.
-constexpr GridColumn kAssignmentColumns[] = {
-    {"Status", "Status", false, true, 70},
-    {"ASGNMT_NBR", "Number", true, true, 70},
-    {"ASSIGNMENT_TYPE", "Assignment Type", false, true, 150},
-    {"ASGNMT_SBJCT_TXT", "Subject", true, true, 170},
-    {"ASSIGNED_FROM", "Assigned From", false, true, 150},
-    {"ASSIGNED_TO", "Assigned To", false, true, 150},
-    {"ASGNMT_DT", "Assigned", true, true, 85},
-    {"EFCTV_DT", "Effective", true, true, 85},
-    {"DUE_DT", "Due", true, true, 85},
-    {"CLSE_DT", "Closed", true, true, 85},
-    {"CITATION_NUMBER", "Reference Number", false, true, 115},
-    {"CITATION_TYPE", "Reference Type", false, true, 130},
-    {"ASGNMT_CMMT_TXT", "Comments", true, true, 250},
-    {"ASGNMT_TYP_CD", "Type Code", true, false},
-    {"ASGNMT_STTS_CD", "Status Code", true, false},
-    {"OFCR_FRM_ID", "From Officer", true, false},
-    {"OFCR_TO_ID", "To Officer", true, false},
-    {"OFCR_CRTR_ID", "Creator", true, false},
-    {"FORM_NBR", "Form Number", true, false},
-    {"FORM_TYP_CD", "Form Type", true, false},
-    {"HIST_CNT", "History Entries", true, false},
-    {"EXPRTN_DT", "Expires", true, false},
-    {"CUST_ID", "Customer", true, false},
-    {"CUST_NM", "Customer Name", true, false},
-    {"PRPRD_DT", "Prepared", true, false},
-    {"RFND_NBR", "Refund Number", true, false},
-    {"RFND_AMT", "Refund Amount", true, false},
-    {"STTS_CD", "Refund Status", true, false},
-};
-
-} // namespace
 
 void KORVA_AssignMaint::buildControls()
 {
@@ -82,112 +16,35 @@ void KORVA_AssignMaint::buildControls()
 
     tabTab = new QTabWidget(this);
     tabTab->setObjectName(QStringLiteral("tabTab"));
-    tabTab->addTab(buildListTab(), QStringLiteral("Assignments"));
+    listTab = new AssignmentListTab(tabTab);
+    tabTab->addTab(listTab, QStringLiteral("Assignments"));
 
     entry = new AssignmentEntryTab(tabTab);
     entry->setObjectName(QStringLiteral("entry"));
     tabTab->addTab(entry, QStringLiteral("New Assignment"));
-    // One array view over both tabs: the entry's elements are the entry's own controls.
+    // One array view over both tabs: each element is its tab's own control.
+    for (int i = 0; i < 6; ++i)
+        cmdButton[i] = listTab->cmdButton[i];
     for (int i = 6; i < 12; ++i)
         cmdButton[i] = entry->cmdButton[i];
+    for (int i = 1; i < 4; ++i)
+        optButton[i] = listTab->optButton[i];
     for (int i = 7; i < 10; ++i)
         optButton[i] = entry->optButton[i];
+    for (int i = 0; i < 2; ++i)
+        dtpFTDate[i] = listTab->dtpFTDate[i];
     for (int i = 2; i < 5; ++i)
         dtpFTDate[i] = entry->dtpFTDate[i];
+    optSent = listTab->optSent;
+    optCurrentOfficer = listTab->optCurrentOfficer;
+    optAllOfficers = listTab->optAllOfficers;
+    chkBox[2] = listTab->chkBox[2];
+    adoAssignment = listTab->adoAssignment;
+    grdAssignment = listTab->grdAssignment;
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(tabTab);
-}
-
-QWidget *KORVA_AssignMaint::buildListTab()
-{
-    auto *page = new QWidget;
-    page->setObjectName(QStringLiteral("fraList"));
-
-    auto *search = new QGroupBox(QStringLiteral("Search"), page);
-    auto *grid = new QGridLayout(search);
-    for (int i = 0; i < 2; ++i) {
-        dtpFTDate[i] = new KORVA_DTP(search);
-        dtpFTDate[i]->setObjectName(indexed("dtpFTDate", i));
-    }
-    dtpFTDate[0]->setAllowEmpty(true);
-    grid->addWidget(new QLabel(QStringLiteral("Assigned From"), search), 0, 0);
-    grid->addWidget(dtpFTDate[0], 0, 1);
-    grid->addWidget(new QLabel(QStringLiteral("Assigned To"), search), 1, 0);
-    grid->addWidget(dtpFTDate[1], 1, 1);
-
-    // Each pair sits in its own box, so that the pairs do not exclude one another.
-    auto *direction = new QGroupBox(QStringLiteral("Assignments"), search);
-    auto *dirLayout = new QVBoxLayout(direction);
-    optButton[3] = radio(QStringLiteral("Received"), indexed("optButton", 3), direction);
-    optSent = radio(QStringLiteral("Sent"), QStringLiteral("optSent"), direction);
-    optButton[3]->setChecked(true);
-    dirLayout->addWidget(optButton[3]);
-    dirLayout->addWidget(optSent);
-    grid->addWidget(direction, 0, 2, 2, 1);
-
-    // Open and Closed exclude one another but may both be off: then every status is listed.
-    auto *state = new QGroupBox(QStringLiteral("Status"), search);
-    auto *stateLayout = new QVBoxLayout(state);
-    optButton[1] = radio(QStringLiteral("Open"), indexed("optButton", 1), state);
-    optButton[2] = radio(QStringLiteral("Closed"), indexed("optButton", 2), state);
-    for (int i : {1, 2}) {
-        optButton[i]->setAutoExclusive(false);
-        stateLayout->addWidget(optButton[i]);
-    }
-    optButton[1]->setChecked(true);
-    grid->addWidget(state, 0, 3, 2, 1);
-
-    auto *officers = new QGroupBox(QStringLiteral("Show"), search);
-    auto *offLayout = new QVBoxLayout(officers);
-    optCurrentOfficer =
-        radio(QStringLiteral("Current Officer"), QStringLiteral("optCurrentOfficer"), officers);
-    optAllOfficers =
-        radio(QStringLiteral("All Officers"), QStringLiteral("optAllOfficers"), officers);
-    optCurrentOfficer->setChecked(true);
-    offLayout->addWidget(optCurrentOfficer);
-    offLayout->addWidget(optAllOfficers);
-    grid->addWidget(officers, 0, 4, 2, 1);
-
-    cmdButton[0] = new QPushButton(QStringLiteral("&Search"), search);
-    cmdButton[0]->setObjectName(indexed("cmdButton", 0));
-    grid->addWidget(cmdButton[0], 0, 5);
-    grid->setColumnStretch(6, 1);
-
-    adoAssignment = new DataControl(this);
-    adoAssignment->setObjectName(QStringLiteral("adoAssignment"));
-    grdAssignment = new DataGrid(page);
-    grdAssignment->setObjectName(QStringLiteral("grdAssignment"));
-    for (const GridColumn &c : kAssignmentColumns) {
-        const QString name = QLatin1String(c.name);
-        const int index = grdAssignment->addColumn(name, QLatin1String(c.caption),
-                                                   c.bound ? name : QString(), c.visible);
-        if (c.width > 0)
-            grdAssignment->setColumnWidth(index, c.width);
-    }
-    grdAssignment->setDataControl(adoAssignment);
-
-    auto *commands = new QHBoxLayout;
-    const char *captions[] = {"&Forward", "&Reply", "&Close", "Re&open", "&History"};
-    for (int i = 1; i <= 5; ++i) {
-        cmdButton[i] = new QPushButton(QLatin1String(captions[i - 1]), page);
-        cmdButton[i]->setObjectName(indexed("cmdButton", i));
-        commands->addWidget(cmdButton[i]);
-    }
-    commands->addStretch(1);
-    chkBox[2] = new QCheckBox(QStringLiteral("Can close any assignment"), page);
-    chkBox[2]->setObjectName(indexed("chkBox", 2));
-    // It tells by being enabled; nothing ticks it, neither the user nor the start-up rights.
-    chkBox[2]->setAttribute(Qt::WA_TransparentForMouseEvents);
-    chkBox[2]->setFocusPolicy(Qt::NoFocus);
-    commands->addWidget(chkBox[2]);
-
-    auto *layout = new QVBoxLayout(page);
-    layout->addWidget(search);
-    layout->addWidget(grdAssignment, 1);
-    layout->addLayout(commands);
-    return page;
 }
 
 } // namespace korva

@@ -1,67 +1,37 @@
-// The list query, its replies and the narrowing of the shown rows.
+// The list query, its replies and the selected row.
 #include "assignmententrytab.h"
+#include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
 
 #include "common/modassignmaint.h"
 #include "platform/controls/datagrid.h"
-#include "platform/controls/dtp.h"
 #include "platform/errors.h"
+#include "platform/numbers.h"
 #include "platform/platform.h"
 
-#include <QRadioButton>
 #include <QTabWidget>
 
 namespace korva {
 
-namespace {
-
-// An empty "from" date searches from the day the assignment records begin.
-const QDate kEarliestAssignment(1997, 1, 27);
-
-} // namespace
-
 void KORVA_AssignMaint::LoadMyAssignments()
 {
     guard(u"KORVA_AssignMaint.LoadMyAssignments", [&] {
-        const QDate from = dtpFTDate[0]->hasValue() ? dtpFTDate[0]->date() : kEarliestAssignment;
-        const QDate to = dtpFTDate[1]->date();
-        if (!to.isValid() || from > to) {
+        if (!listTab->datesInOrder()) {
             platform().messages->msgBox(QStringLiteral("The 'Assigned From' effective date must "
                                                        "be on, or before, the 'Assigned To' date."),
                                         MsgStyle::Critical, modMessageTitle::MessageTitle());
             return;
         }
-
-        const bool received = optButton[3]->isChecked();
-        QList<RequestParameter> keys{
-            RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), modAssignMaint::DB2Date(from)),
-            RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"), modAssignMaint::DB2Date(to)),
-            RequestParameter::key(received ? QStringLiteral("OFCR_TO_ID")
-                                           : QStringLiteral("OFCR_FRM_ID"),
-                                  QString::number(m_officerId)),
-        };
-        if (optButton[1]->isChecked())
-            keys.append(
-                RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("O")));
-        else if (optButton[2]->isChecked())
-            keys.append(
-                RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("C")));
-
-        status(received ? QStringLiteral("Requesting for assignments due that you received")
-                        : QStringLiteral("Requesting for assignments due that you sent"));
+        const QList<RequestParameter> keys = listTab->searchKeys();
+        status(listTab->receivedChosen()
+                   ? QStringLiteral("Requesting for assignments due that you received")
+                   : QStringLiteral("Requesting for assignments due that you sent"));
         if (!mZelbMessage)
             raiseError(kComponentError, QStringLiteral("The document has been unloaded."));
         const BrokerRequest request = composeQuery(MessageID, RequestKind::Query, keys);
         m_readBack = request.readBack();
         mZelbMessage->send(request);
     });
-}
-
-QString KORVA_AssignMaint::officerFilter() const
-{
-    const QString field =
-        optButton[3]->isChecked() ? QStringLiteral("OFCR_TO_ID") : QStringLiteral("OFCR_FRM_ID");
-    return field + QStringLiteral(" = ") + QString::number(m_officerId);
 }
 
 void KORVA_AssignMaint::RefreshGrid()
@@ -74,38 +44,29 @@ void KORVA_AssignMaint::RefreshGrid()
             return;
         }
         m_assignmentClosers = platform().user->inGroup(QStringLiteral("ASSIGNMENTCLOSERS"));
-
-        adoAssignment->setRecordSet(rows);
-        grdAssignment->setCaption(QStringLiteral("Assignments"));
-        if (optCurrentOfficer->isChecked())
-            rows->setFilter(officerFilter());
-
+        listTab->showRows(rows);
         status(rows->count() > 0 ? QStringLiteral("Displaying Assignments")
                                  : QStringLiteral("No Assignments found"));
     });
 }
 
-void KORVA_AssignMaint::ProcessOptCurrentOfficer()
+void KORVA_AssignMaint::grdAssignment_Click()
 {
-    guard(u"KORVA_AssignMaint.ProcessOptCurrentOfficer", [&] {
-        const RecordSetPtr &rows = adoAssignment->recordSet();
-        if (!rows)
+    guard(u"KORVA_AssignMaint.grdAssignment_Click", [&] {
+        if (grdAssignment->currentRow() < 0)
             return;
-        grdAssignment->setRedraw(false);
-        rows->setFilter(officerFilter());
-        grdAssignment->setRedraw(true);
-    });
-}
-
-void KORVA_AssignMaint::ProcessOptAllOfficers()
-{
-    guard(u"KORVA_AssignMaint.ProcessOptAllOfficers", [&] {
-        const RecordSetPtr &rows = adoAssignment->recordSet();
-        if (!rows)
-            return;
-        grdAssignment->setRedraw(false);
-        rows->setFilter(QString());
-        grdAssignment->setRedraw(true);
+        m_selectedNumber = grdAssignment->currentText(QStringLiteral("ASGNMT_NBR"));
+        // Both as the grid holds them: a padded status is not "O".
+        QString type = grdAssignment->currentText(QStringLiteral("ASGNMT_TYP_CD"));
+        entry->FormatTypeCode(type);
+        m_selectedType = type;
+        m_selectedStatus = grdAssignment->currentText(QStringLiteral("ASGNMT_STTS_CD"));
+        const QString creator = grdAssignment->currentText(QStringLiteral("OFCR_CRTR_ID"));
+        m_selectedCreator = IsNumeric(creator) ? toInteger16(creator) : qint16(0);
+        const QString history = grdAssignment->currentText(QStringLiteral("HIST_CNT"));
+        m_selectedHistoryCount = IsNumeric(history) ? toInteger32(history) : 0;
+        listTab->enableForSelection(m_selectedStatus, entry->systemGenerated(),
+                                    m_selectedHistoryCount);
     });
 }
 

@@ -1,13 +1,13 @@
 #include "korva_assignmaint.h"
 
 #include "assignmententrytab.h"
+#include "assignmentlisttab.h"
 
 #include "platform/controls/datagrid.h"
 #include "platform/errors.h"
 #include "platform/platform.h"
 
 #include <QPushButton>
-#include <QRadioButton>
 #include <QShowEvent>
 #include <QTabWidget>
 
@@ -53,28 +53,9 @@ void KORVA_AssignMaint::wireEvents()
         if (cmdButton[i])
             connect(cmdButton[i], &QPushButton::clicked, this, [this, i] { cmdButton_Click(i); });
     }
-    connect(grdAssignment, &DataGrid::RowLoaded, this, &KORVA_AssignMaint::grdAssignment_RowLoaded);
     connect(grdAssignment, &DataGrid::Click, this, &KORVA_AssignMaint::grdAssignment_Click);
     // Double-click and Enter both activate a row: the refund worksheet of a refund request.
     connect(grdAssignment, &DataGrid::activated, this, &KORVA_AssignMaint::grdAssignment_Activated);
-
-    connect(optCurrentOfficer, &QRadioButton::toggled, this, [this](bool on) {
-        if (on)
-            ProcessOptCurrentOfficer();
-    });
-    connect(optAllOfficers, &QRadioButton::toggled, this, [this](bool on) {
-        if (on)
-            ProcessOptAllOfficers();
-    });
-    // Open and Closed behave as a pair that may also be left with neither chosen.
-    connect(optButton[1], &QRadioButton::toggled, this, [this](bool on) {
-        if (on)
-            optButton[2]->setChecked(false);
-    });
-    connect(optButton[2], &QRadioButton::toggled, this, [this](bool on) {
-        if (on)
-            optButton[1]->setChecked(false);
-    });
 
     entry->setForwardButton(cmdButton[1]);
     entry->setDataChangedTest([this] { return DataChanged(); });
@@ -88,10 +69,7 @@ void KORVA_AssignMaint::status(const QString &text) const
 
 void KORVA_AssignMaint::EnableCmdButtons(bool enable)
 {
-    guard(u"KORVA_AssignMaint.EnableCmdButtons", [&] {
-        for (int i : {1, 2, 4, 3, 5})
-            cmdButton[i]->setEnabled(enable);
-    });
+    guard(u"KORVA_AssignMaint.EnableCmdButtons", [&] { listTab->enableRowCommands(enable); });
 }
 
 void KORVA_AssignMaint::cmdButton_Click(int index)
@@ -138,8 +116,7 @@ void KORVA_AssignMaint::cmdButton_Click(int index)
             break;
         }
         // The row commands wait for a row to be selected again.
-        for (int i : {1, 2, 4, 3, 5})
-            cmdButton[i]->setEnabled(false);
+        listTab->enableRowCommands(false);
     });
 }
 

@@ -17,9 +17,9 @@ class QTabWidget;
 namespace korva {
 
 class AssignmentEntryTab;
+class AssignmentListTab;
 class DataControl;
 class DataGrid;
-class GridRow;
 class KORVA_DTP;
 class KORVA_SelectCustFormInq;
 class KORVA_WorkSheet;
@@ -60,7 +60,6 @@ protected:
 private:
     // Layout (assignmaint_layout.cpp).
     void buildControls();
-    QWidget *buildListTab();
     void wireEvents();
 
     // Lifecycle and host contract (assignmaint_lifecycle.cpp, assignmaint_host.cpp).
@@ -74,15 +73,10 @@ private:
     void EnableCmdButtons(bool enable);
     void cmdButton_Click(int index);
 
-    // Search and list (assignmaint_list.cpp, assignmaint_rows.cpp).
+    // Search and list (assignmaint_list.cpp); the list's own rows are the list tab's.
     void LoadMyAssignments();
     void RefreshGrid();
-    void grdAssignment_RowLoaded(GridRow &row);
     void grdAssignment_Click();
-    void SetGridBolding(DataGrid *grid);
-    void ProcessOptCurrentOfficer();
-    void ProcessOptAllOfficers();
-    QString officerFilter() const;
     void mZelbMessage_DataReady(const QString &identity);
     void mZelbMessage_MsgTimeout(const QString &identity);
     void status(const QString &text) const;
@@ -145,7 +139,7 @@ private:
     // ---- end of the row commands ------------------------------------------------------------
 
 public:
-    // Control arrays by index; elements that belong to the entry tab are the tab's.
+    // Control arrays by index; every element belongs to one of the two tabs.
     QTabWidget *tabTab = nullptr;
     std::array<QPushButton *, 12> cmdButton{};
     std::array<QRadioButton *, 10> optButton{};
@@ -158,6 +152,7 @@ public:
     std::array<QCheckBox *, 3> chkBox{};
     DataControl *adoAssignment = nullptr;
     DataGrid *grdAssignment = nullptr;
+    AssignmentListTab *listTab = nullptr;
     AssignmentEntryTab *entry = nullptr;
     BrokerMessage *mZelbMessage = nullptr;
 

@@ -1,0 +1,256 @@
+// The list tab's controls, their layout and its start-up.
+#include "assignmentlisttab.h"
+
+#include "platform/controls/datagrid.h"
+#include "platform/controls/dtp.h"
+#include "platform/errors.h"
+
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
+
+namespace korva {
+
+namespace {
+
+QString indexed(const char *array, int index)
+{
+    return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
+}
+
+QRadioButton *radio(const QString &caption, const QString &name, QWidget *parent)
+{
+    auto *b = new QRadioButton(caption, parent);
+    b->setObjectName(name);
+    return b;
+}
+
+struct GridColumn {
+    const char *name;
+    const char *caption;
+    bool bound;
+    bool visible;
+    int width = 0; // 0: the grid's default
+};
+
+// Bound columns carry the broker's field names; display columns are filled as rows load.
+// The technical columns stay hidden but readable, since the row commands read them.
+constexpr GridColumn kAssignmentColumns[] = {
+    {"Status", "Status", false, true, 70},
+    {"ASGNMT_NBR", "Number", true, true, 70},
+    {"ASSIGNMENT_TYPE", "Assignment Type", false, true, 150},
+    {"ASGNMT_SBJCT_TXT", "Subject", true, true, 170},
+    {"ASSIGNED_FROM", "Assigned From", false, true, 150},
+    {"ASSIGNED_TO", "Assigned To", false, true, 150},
+    {"ASGNMT_DT", "Assigned", true, true, 85},
+    {"EFCTV_DT", "Effective", true, true, 85},
+    {"DUE_DT", "Due", true, true, 85},
+    {"CLSE_DT", "Closed", true, true, 85},
+    {"CITATION_NUMBER", "Reference Number", false, true, 115},
+    {"CITATION_TYPE", "Reference Type", false, true, 130},
+    {"ASGNMT_CMMT_TXT", "Comments", true, true, 250},
+    {"ASGNMT_TYP_CD", "Type Code", true, false},
+    {"ASGNMT_STTS_CD", "Status Code", true, false},
+    {"OFCR_FRM_ID", "From Officer", true, false},
+    {"OFCR_TO_ID", "To Officer", true, false},
+    {"OFCR_CRTR_ID", "Creator", true, false},
+    {"FORM_NBR", "Form Number", true, false},
+    {"FORM_TYP_CD", "Form Type", true, false},
+    {"HIST_CNT", "History Entries", true, false},
+    {"EXPRTN_DT", "Expires", true, false},
+    {"CUST_ID", "Customer", true, false},
+    {"CUST_NM", "Customer Name", true, false},
+    {"PRPRD_DT", "Prepared", true, false},
+    {"RFND_NBR", "Refund Number", true, false},
+    {"RFND_AMT", "Refund Amount", true, false},
+    {"STTS_CD", "Refund Status", true, false},
+};
+
+// The earliest date the search accepts.
+const QDate kSearchFloor(1993, 1, 1);
+
+} // namespace
+
+AssignmentListTab::AssignmentListTab(QWidget *parent)
+    : QWidget(parent)
+{
+    setObjectName(QStringLiteral("fraList"));
+    createControls();
+    connectHandlers();
+}
+
+AssignmentListTab::~AssignmentListTab() = default;
+
+void AssignmentListTab::setOfficerId(qint16 id)
+{
+    m_officerId = id;
+}
+
+void AssignmentListTab::createControls()
+{
+    auto *search = new QGroupBox(QStringLiteral("Search"), this);
+    auto *grid = new QGridLayout(search);
+    for (int i = 0; i < 2; ++i) {
+        dtpFTDate[i] = new KORVA_DTP(search);
+        dtpFTDate[i]->setObjectName(indexed("dtpFTDate", i));
+    }
+    dtpFTDate[0]->setAllowEmpty(true);
+    grid->addWidget(new QLabel(QStringLiteral("Assigned From"), search), 0, 0);
+    grid->addWidget(dtpFTDate[0], 0, 1);
+    grid->addWidget(new QLabel(QStringLiteral("Assigned To"), search), 1, 0);
+    grid->addWidget(dtpFTDate[1], 1, 1);
+
+    // Each pair sits in its own box, so that the pairs do not exclude one another.
+    auto *direction = new QGroupBox(QStringLiteral("Assignments"), search);
+    auto *dirLayout = new QVBoxLayout(direction);
+    optButton[3] = radio(QStringLiteral("Received"), indexed("optButton", 3), direction);
+    optSent = radio(QStringLiteral("Sent"), QStringLiteral("optSent"), direction);
+    optButton[3]->setChecked(true);
+    dirLayout->addWidget(optButton[3]);
+    dirLayout->addWidget(optSent);
+    grid->addWidget(direction, 0, 2, 2, 1);
+
+    // Open and Closed exclude one another but may both be off: then every status is listed.
+    auto *state = new QGroupBox(QStringLiteral("Status"), search);
+    auto *stateLayout = new QVBoxLayout(state);
+    optButton[1] = radio(QStringLiteral("Open"), indexed("optButton", 1), state);
+    optButton[2] = radio(QStringLiteral("Closed"), indexed("optButton", 2), state);
+    for (int i : {1, 2}) {
+        optButton[i]->setAutoExclusive(false);
+        stateLayout->addWidget(optButton[i]);
+    }
+    optButton[1]->setChecked(true);
+    grid->addWidget(state, 0, 3, 2, 1);
+
+    auto *officers = new QGroupBox(QStringLiteral("Show"), search);
+    auto *offLayout = new QVBoxLayout(officers);
+    optCurrentOfficer =
+        radio(QStringLiteral("Current Officer"), QStringLiteral("optCurrentOfficer"), officers);
+    optAllOfficers =
+        radio(QStringLiteral("All Officers"), QStringLiteral("optAllOfficers"), officers);
+    optCurrentOfficer->setChecked(true);
+    offLayout->addWidget(optCurrentOfficer);
+    offLayout->addWidget(optAllOfficers);
+    grid->addWidget(officers, 0, 4, 2, 1);
+
+    cmdButton[0] = new QPushButton(QStringLiteral("&Search"), search);
+    cmdButton[0]->setObjectName(indexed("cmdButton", 0));
+    grid->addWidget(cmdButton[0], 0, 5);
+    grid->setColumnStretch(6, 1);
+
+    adoAssignment = new DataControl(this);
+    adoAssignment->setObjectName(QStringLiteral("adoAssignment"));
+    grdAssignment = new DataGrid(this);
+    grdAssignment->setObjectName(QStringLiteral("grdAssignment"));
+    for (const GridColumn &c : kAssignmentColumns) {
+        const QString name = QLatin1String(c.name);
+        const int index = grdAssignment->addColumn(name, QLatin1String(c.caption),
+                                                   c.bound ? name : QString(), c.visible);
+        if (c.width > 0)
+            grdAssignment->setColumnWidth(index, c.width);
+    }
+    grdAssignment->setDataControl(adoAssignment);
+
+    auto *commands = new QHBoxLayout;
+    const char *captions[] = {"&Forward", "&Reply", "&Close", "Re&open", "&History"};
+    for (int i = 1; i <= 5; ++i) {
+        cmdButton[i] = new QPushButton(QLatin1String(captions[i - 1]), this);
+        cmdButton[i]->setObjectName(indexed("cmdButton", i));
+        commands->addWidget(cmdButton[i]);
+    }
+    commands->addStretch(1);
+    chkBox[2] = new QCheckBox(QStringLiteral("Can close any assignment"), this);
+    chkBox[2]->setObjectName(indexed("chkBox", 2));
+    // It tells by being enabled; nothing ticks it, neither the user nor the start-up rights.
+    chkBox[2]->setAttribute(Qt::WA_TransparentForMouseEvents);
+    chkBox[2]->setFocusPolicy(Qt::NoFocus);
+    commands->addWidget(chkBox[2]);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(search);
+    layout->addWidget(grdAssignment, 1);
+    layout->addLayout(commands);
+}
+
+void AssignmentListTab::connectHandlers()
+{
+    connect(grdAssignment, &DataGrid::RowLoaded, this, &AssignmentListTab::grdAssignment_RowLoaded);
+    connect(optCurrentOfficer, &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            ProcessOptCurrentOfficer();
+    });
+    connect(optAllOfficers, &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            ProcessOptAllOfficers();
+    });
+    // Open and Closed behave as a pair that may also be left with neither chosen.
+    connect(optButton[1], &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            optButton[2]->setChecked(false);
+    });
+    connect(optButton[2], &QRadioButton::toggled, this, [this](bool on) {
+        if (on)
+            optButton[1]->setChecked(false);
+    });
+}
+
+void AssignmentListTab::setUpGrid()
+{
+    grdAssignment->styleSet(QStringLiteral("RowRed")).setForeColorValue(255);
+    // The grids set up their selection and record selectors themselves; what is left is how
+    // the assignment list uses its width.
+    grdAssignment->horizontalHeader()->setStretchLastSection(true);
+    grdAssignment->setAlternatingRowColors(true);
+}
+
+void AssignmentListTab::initialiseDates(const QDate &today)
+{
+    // Emptied after being set, so that a fresh search starts at the earliest date.
+    dtpFTDate[0]->setValue(today);
+    dtpFTDate[0]->clear();
+    dtpFTDate[1]->setValue(today);
+    dtpFTDate[0]->setMinDate(kSearchFloor);
+    dtpFTDate[1]->setMinDate(kSearchFloor);
+}
+
+void AssignmentListTab::setClosersIndicator(bool closer)
+{
+    chkBox[2]->setEnabled(closer);
+}
+
+void AssignmentListTab::chainTabOrder()
+{
+    QList<QWidget *> chain{dtpFTDate[0], dtpFTDate[1], optButton[3],      optSent,
+                           optButton[1], optButton[2], optCurrentOfficer, optAllOfficers,
+                           cmdButton[0], grdAssignment};
+    for (int i : {1, 2, 3, 4, 5})
+        chain.append(cmdButton[i]);
+    for (int i = 1; i < chain.size(); ++i)
+        QWidget::setTabOrder(chain.at(i - 1), chain.at(i));
+}
+
+void AssignmentListTab::enableRowCommands(bool enable)
+{
+    for (int i : {1, 2, 4, 3, 5})
+        cmdButton[i]->setEnabled(enable);
+}
+
+void AssignmentListTab::enableForSelection(const QString &status, bool systemGenerated,
+                                           int historyCount)
+{
+    cmdButton[1]->setEnabled(true);
+    cmdButton[5]->setEnabled(true);
+    const bool open = status == u"O";
+    cmdButton[4]->setEnabled(!open);
+    cmdButton[3]->setEnabled(open);
+    cmdButton[2]->setEnabled(!systemGenerated);
+    cmdButton[5]->setEnabled(historyCount > 0);
+}
+
+} // namespace korva

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/broker.h"
+#include "platform/recordset.h"
+
+#include <QDate>
+#include <QList>
+#include <QWidget>
+
+#include <array>
+
+class QCheckBox;
+class QPushButton;
+class QRadioButton;
+
+namespace korva {
+
+class DataControl;
+class DataGrid;
+class GridRow;
+class KORVA_DTP;
+
+// The assignment list tab (index 0) of KORVA_AssignMaint: the search inputs, the list and
+// the row commands' buttons. The tab decorates and narrows the rows it shows; the document
+// sends the searches and runs the commands. Its procedures report under the document's
+// source texts ("KORVA_AssignMaint.RefreshGrid", ...), since to the user they are the
+// document's.
+class AssignmentListTab : public QWidget {
+    Q_OBJECT
+public:
+    explicit AssignmentListTab(QWidget *parent = nullptr);
+    ~AssignmentListTab() override;
+
+    // Officer whose assignments are listed (the signed-on officer, 16-bit).
+    void setOfficerId(qint16 id);
+
+    // Start-up, at the document's first show.
+    void setUpGrid();                         // style sets, widths and bolding of the list
+    void initialiseDates(const QDate &today); // "from" empty, "to" today
+    void setClosersIndicator(bool closer);    // chkBox(2): enabled for ASSIGNMENTCLOSERS
+    void SetGridBolding();                    // bold text, the "UNBOLD" set on every column
+    void chainTabOrder();
+
+    // The search: whether the range is usable, and the keys of the list query.
+    bool datesInOrder() const;
+    QList<RequestParameter> searchKeys() const;
+    bool receivedChosen() const;
+
+    // Shows the rows of a list reply, narrowed to the officer when that option is chosen.
+    void showRows(const RecordSetPtr &rows);
+    // The row commands' buttons (1 to 5): all on or off, or as the selected row allows.
+    void enableRowCommands(bool enable);
+    void enableForSelection(const QString &status, bool systemGenerated, int historyCount);
+
+    // Control arrays of this tab (elements of the document's arrays; others are null).
+    std::array<QPushButton *, 12> cmdButton{};  // 0 to 5 here
+    std::array<QRadioButton *, 10> optButton{}; // 1, 2, 3 here
+    std::array<KORVA_DTP *, 5> dtpFTDate{};     // 0, 1 here
+    QRadioButton *optSent = nullptr;            // partner of optButton(3): the sent list
+    QRadioButton *optCurrentOfficer = nullptr;  // narrow the shown rows to the officer
+    QRadioButton *optAllOfficers = nullptr;
+    std::array<QCheckBox *, 3> chkBox{}; // chkBox(2) alone
+    DataControl *adoAssignment = nullptr;
+    DataGrid *grdAssignment = nullptr;
+
+private:
+    void createControls();
+    void connectHandlers();
+    void grdAssignment_RowLoaded(GridRow &row);
+    void ProcessOptCurrentOfficer();
+    void ProcessOptAllOfficers();
+    QString officerFilter() const;
+
+    qint16 m_officerId = 0;
+};
+
+} // namespace korva
