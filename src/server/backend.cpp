@@ -4,6 +4,7 @@
 #include "auth.h"
 #endif
 
+#include "admin.h"
 #include "lookups.h"
 #include "server.h"
 #include "servererror.h"
@@ -44,6 +45,8 @@ Handler handlerFor(int kind)
         return handleNumber;
     case kCustomerSearchKind:
         return handleCustomerSearch;
+    case kRefundRequestsKind:
+        return handleRefundRequests;
 #ifdef KORVA_HAVE_NETWORK
     // Answered before any handler runs; listed so that they are known kinds.
     case RequestKind::SignOn:
@@ -135,6 +138,7 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
     m_db->open();
     const QDate today = m_settings.today.isValid() ? m_settings.today : QDate::currentDate();
     HandlerContext ctx{*m_db, *m_codes, {}, today, QDateTime::currentDateTime()};
+    ctx.fromOperator = m_settings.operatorOrigin;
     if (!m_keysPurged) {
         // A desk on its own store never signs on, so its old request keys go when it starts.
         m_keysPurged = true;

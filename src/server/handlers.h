@@ -20,6 +20,9 @@ struct HandlerContext {
     Session session;
     QDate today;
     QDateTime now;
+    // The request comes from the operator: the operator's own command, or (on the bus) a
+    // request whose credential is the operator's. Desks never set it, whatever they send.
+    bool fromOperator = false;
 };
 
 // Request kinds of the platform beyond the screens' own.

@@ -1,5 +1,6 @@
 #include "operatorcommand.h"
 
+#include "admincommand.h"
 #include "demodata.h"
 #include "server.h"
 #include "servererror.h"
@@ -40,7 +41,8 @@ constexpr char kUsage[] =
     "       korva-broker passwd --db <connection> --officer <id>   (the password on standard "
     "input)\n"
 #endif
-    "connection: sqlite:/path/file.db | /path/file.db | postgres://user:pw@host:port/db\n";
+    "connection: sqlite:/path/file.db | /path/file.db | postgres://user:pw@host:port/db\n"
+    "korva-broker --help lists every command, administration included.\n";
 
 struct Options {
     QHash<QString, QString> values;
@@ -118,6 +120,7 @@ int runRequest(const QStringList &args, QTextStream &out, QTextStream &err)
     }
     ServerSettings settings(o.values.value(QStringLiteral("--db")));
     settings.createIfMissing = false;
+    settings.operatorOrigin = true;
     const BrokerReply reply = makeBackend(settings)->handle(request);
     out << QString::fromUtf8(QJsonDocument(wire::toJson(reply)).toJson(QJsonDocument::Indented));
     out.flush();
@@ -288,6 +291,8 @@ int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStre
         return usage(err, QString());
     const QString command = arguments.first();
     const QStringList rest = arguments.mid(1);
+    if (const int status = runAdminCommand(command, rest, out, err); status >= 0)
+        return status;
     if (command == u"run")
         return runRequest(rest, out, err);
     if (command == u"demo")

@@ -220,6 +220,16 @@ CREATE TABLE KORVA_REQ (
 )sql";
 // Answered request keys are purged by age.
 constexpr char kSchemaV6[] = R"sql(CREATE INDEX KORVA_REQ_DONE_IX ON KORVA_REQ (DONE_MS))sql";
+// Version 7: what administrators changed from the operator's command, who ran it and when.
+constexpr char kSchemaV7[] = R"sql(
+CREATE TABLE KORVA_ADMIN_LOG (
+    LOG_ID BIGINT NOT NULL PRIMARY KEY,
+    DONE_TS TIMESTAMP NOT NULL,
+    OS_USER VARCHAR(64) NOT NULL,
+    CMD VARCHAR(40) NOT NULL,
+    DETAIL VARCHAR(2000) NOT NULL
+)
+)sql";
 constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
 constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
 constexpr char kCatchUpHistoryPg[] = R"sql(
@@ -234,10 +244,11 @@ constexpr char kInsertVersion[] = R"sql(INSERT INTO KORVA_SCHEMA (VERSION) VALUE
 constexpr char kLockVersionPg[] = R"sql(LOCK TABLE KORVA_SCHEMA IN EXCLUSIVE MODE)sql";
 
 // In dependency order, dependants first.
-const char *const kTables[] = {
-    "KORVA_REQ", "SIGNON_FAIL", "KORVA_SESSION", "OFFICER_PWD", "ASGNMT_HIST",     "REFUND",
-    "ASGNMT",    "CUST_FORM",   "CUSTOMER",      "TROOP",       "ZTB_ASGNMT_TYPE", "ZTB_CODE",
-    "USR_RGHT",  "OFFICER",     "PRNT_TMPLT",    "KORVA_SEQ",   "KORVA_SCHEMA"};
+const char *const kTables[] = {"KORVA_ADMIN_LOG", "KORVA_REQ",   "SIGNON_FAIL", "KORVA_SESSION",
+                               "OFFICER_PWD",     "ASGNMT_HIST", "REFUND",      "ASGNMT",
+                               "CUST_FORM",       "CUSTOMER",    "TROOP",       "ZTB_ASGNMT_TYPE",
+                               "ZTB_CODE",        "USR_RGHT",    "OFFICER",     "PRNT_TMPLT",
+                               "KORVA_SEQ",       "KORVA_SCHEMA"};
 
 QStringList split(const char *text)
 {
@@ -260,7 +271,8 @@ const QList<Migration> &migrations()
                                        {3, split(kSchemaV3)},
                                        {4, split(kSchemaV4)},
                                        {5, split(kSchemaV5), split(kSchemaV5Pg)},
-                                       {6, split(kSchemaV6)}};
+                                       {6, split(kSchemaV6)},
+                                       {7, split(kSchemaV7)}};
     return list;
 }
 

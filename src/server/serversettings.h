@@ -45,6 +45,9 @@ struct ServerSettings {
     // carry the token of a live session, and the officer and region come from it. The
     // embedded broker of one desk leaves this off.
     bool requireSession = false;
+    // Every request to this back end comes from the operator's own command (korva-broker
+    // run), never from a desk: the operator's request kinds are answered.
+    bool operatorOrigin = false;
     int sessionIdleMinutes = 30;
     int sessionLifetimeHours = 12;
 
