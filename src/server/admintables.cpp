@@ -10,6 +10,7 @@
 
 #include <QDate>
 #include <QHash>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <limits>
@@ -222,11 +223,9 @@ QStringList crossChecks(Database &db, const Kind &k, const QVariantList &values)
 
 QString checkAmount(const QString &text)
 {
-    bool ok = false;
-    const double v = text.toDouble(&ok);
-    const qsizetype point = text.indexOf(u'.');
-    if (!ok || text.contains(u'e', Qt::CaseInsensitive) || qAbs(v) >= 1e10 ||
-        (point >= 0 && text.size() - point - 1 > 2))
+    // Digits only: "nan", "inf" and exponents read as numbers too.
+    static const QRegularExpression amount(QStringLiteral("^-?[0-9]{1,10}(\\.[0-9]{1,2})?$"));
+    if (!amount.match(text).hasMatch())
         return QStringLiteral("\"%1\" is not an amount (digits, at most two after the point)")
             .arg(text);
     return QString();
