@@ -196,14 +196,17 @@ QStringList showOfficer(AdminContext &ctx, qint64 id)
 QStringList listOfficers(AdminContext &ctx, const QString &region, bool withRetired)
 {
     QString sql = QStringLiteral("SELECT INSP_ID, INSP_NME_LST, INSP_NME_FRST, REGION, END_DT "
-                                 "FROM OFFICER WHERE (? = '' OR REGION = ?)");
-    if (!withRetired)
+                                 "FROM OFFICER WHERE 1 = 1");
+    QVariantList bind;
+    if (const QString r = region.trimmed().toUpper(); !r.isEmpty()) {
+        sql += QStringLiteral(" AND REGION = ?");
+        bind << r;
+    }
+    if (!withRetired) {
         sql += QStringLiteral(" AND (END_DT IS NULL OR END_DT >= ?)");
-    sql += QStringLiteral(" ORDER BY INSP_ID");
-    const QString r = region.trimmed().toUpper();
-    QVariantList bind{r, r};
-    if (!withRetired)
         bind << dbDate(ctx.today());
+    }
+    sql += QStringLiteral(" ORDER BY INSP_ID");
     QSqlQuery &q = ctx.db.run(sql, bind);
     QStringList out;
     while (q.next())

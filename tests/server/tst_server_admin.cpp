@@ -43,6 +43,7 @@ const QString kOffice = QStringLiteral(KORVA_OFFICE_DIR);
 struct Outcome {
     int status;
     QString err;
+    QString out;
 };
 
 Outcome broker(QStringList args)
@@ -51,7 +52,7 @@ Outcome broker(QStringList args)
     QTextStream o(&out), e(&err);
     const QString command = args.takeFirst();
     const int status = runAdminCommand(command, args, o, e);
-    return {status, err};
+    return {status, err, out};
 }
 
 // Every row of the tables an administrator changes, in key order, as text; with the number of
@@ -369,6 +370,7 @@ void TestServerAdmin::officerRightsAndSessionsRefusalsChangeNothing()
     QCOMPARE(office.run(A("officer", "add", "--last", "X")).status, 1);
     QCOMPARE(dump(office.db), stored);
 
+    QVERIFY(office.run(A("sessions", "list")).out.contains(u"officer 2002  desk -"));
     // Each change is logged with who ran it; a retirement ends the officer's sessions.
     QCOMPARE(office.run(A("grant", "2002", "assignmentclosers")).status, 0);
     QCOMPARE(office.run(A("officer", "retire", "2002")).status, 0);
@@ -382,6 +384,14 @@ void TestServerAdmin::officerRightsAndSessionsRefusalsChangeNothing()
                                               "ASSIGNMENTCLOSERS")
                                    .arg(operatingUser())));
     QVERIFY(log.at(1).contains(u"officer retire: officer 2002 retired"));
+
+    // The list leaves out who has left, unless asked; the region narrows it.
+    const QString inService = office.run(A("officer", "list")).out;
+    QVERIFY2(inService.contains(u"2001") && inService.contains(u"2002") &&
+                 !inService.contains(u"2005"),
+             qPrintable(inService));
+    QVERIFY(office.run(A("officer", "list", "--all")).out.contains(u"2005"));
+    QVERIFY(!office.run(A("officer", "list", "--region", "SE")).out.contains(u"2001"));
 }
 
 void TestServerAdmin::backupAndRestoreCheckTheCopy()
