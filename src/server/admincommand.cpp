@@ -75,10 +75,16 @@ const Help kHelp[] = {
      "a reply with an error. Requests sent this way come from the operator."},
     {"demo", "demo --db <connection> [--size <assignments>] [--force] [--seed <n>]",
      "Creates a store filled with invented officers, customers and assignments."},
-    {"serve", "serve --db <connection> --nats <url> [...]",
-     "Answers requests from the message bus until stopped (see the README)."},
+    {"serve",
+     "serve --db <connection> --nats <url> [--subject <s>] [--queue <q>] [--workers <n>]\n"
+     "             [--idle-minutes <n>] [--nats-user <u> --nats-password <p>] [--nats-creds "
+     "<file>]\n"
+     "             [--tls-ca <file>] [--tls-cert <file> --tls-key <file>]",
+     "Answers requests from the message bus until SIGTERM or SIGINT, then drains; the store is\n"
+     "checked and brought up to date first (see the README, \"Many officers, one server\")."},
     {"passwd", "passwd --db <connection> --officer <id>",
-     "Sets an officer's password, read from standard input, and ends their sessions."},
+     "Sets an officer's password, read from standard input, and ends their sessions; the\n"
+     "administration log records that it was set."},
 };
 
 struct Args {

@@ -1,5 +1,6 @@
 #include "operatorcommand.h"
 
+#include "admin.h"
 #include "admincommand.h"
 #include "demodata.h"
 #include "server.h"
@@ -271,6 +272,11 @@ int runPasswd(const QStringList &args, QTextStream &out, QTextStream &err, QText
         settings.createIfMissing = false;
         Database db(settings, QStringLiteral("korva-passwd"));
         setPassword(db, officer, password, QDateTime::currentDateTime());
+        Transaction tx(db);
+        recordAdministration(db, QDateTime::currentDateTime(), operatingUser(),
+                             QStringLiteral("passwd"),
+                             QStringLiteral("officer %1's password set").arg(officer));
+        tx.commit();
     } catch (const RequestError &e) {
         err << "korva-broker: " << e.text() << "\n";
         err.flush();

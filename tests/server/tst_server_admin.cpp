@@ -401,6 +401,7 @@ void TestServerAdmin::backupAndRestoreCheckTheCopy()
     const QString copy = dir.filePath(QStringLiteral("copy.db"));
     if (currentBackendName() == u"postgres") {
         QVERIFY(office.run(A("backup", copy)).err.contains(u"pg_dump"));
+        QVERIFY(office.run(A("restore", copy, "--force")).err.contains(u"pg_restore"));
         QVERIFY(!QFile::exists(copy));
         return;
     }
