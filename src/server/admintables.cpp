@@ -8,6 +8,8 @@
 #include "rows.h"
 #include "servererror.h"
 
+#include <platform/checkdigit.h>
+
 #include <QDate>
 #include <QHash>
 #include <QRegularExpression>
@@ -196,6 +198,36 @@ qsizetype indexOf(const Kind &k, const char *column)
     return -1;
 }
 
+// A citation's number is seven digits and its check digit the one the number gives, as the
+// screens check it when the form is taken as a reference.
+void checkCitation(Database &db, const Kind &k, const QVariantList &values, QStringList &errors)
+{
+    const QVariant type = values[indexOf(k, "REF_TYP_CD")];
+    const QVariant number = values[indexOf(k, "FORM_NBR")];
+    const QVariant digit = values[indexOf(k, "FORM_CK_DGT_NBR")];
+    const QString form =
+        db.scalar(QStringLiteral("SELECT MAX(ADDL_INFO) FROM ZTB_CODE WHERE CD_TBL_ID = "
+                                 "'REFDOCTYP' AND CD_TBL_CD = ?"),
+                  {type})
+            .toString()
+            .trimmed();
+    if (form != u"CITATION" || number.isNull())
+        return;
+    if (number.toLongLong() > 9999999) {
+        errors << QStringLiteral("column FORM_NBR: a citation number has seven digits, not %1")
+                      .arg(number.toLongLong());
+        return;
+    }
+    const int expected =
+        CitationCheckDigit(QStringLiteral("%1").arg(number.toLongLong(), 7, 10, QLatin1Char('0')));
+    if (!digit.isNull() && digit.toLongLong() != expected)
+        errors << QStringLiteral("column FORM_CK_DGT_NBR: citation %1 has the check digit %2, "
+                                 "not %3")
+                      .arg(number.toLongLong())
+                      .arg(expected)
+                      .arg(digit.toLongLong());
+}
+
 // The checks that need more than one value or the store.
 QStringList crossChecks(Database &db, const Kind &k, const QVariantList &values)
 {
@@ -214,8 +246,16 @@ QStringList crossChecks(Database &db, const Kind &k, const QVariantList &values)
     };
     if (qstrcmp(k.table, "USR_RGHT") == 0)
         mustExist("INSP_ID", "SELECT COUNT(*) FROM OFFICER WHERE INSP_ID = ?", "officer");
-    if (qstrcmp(k.table, "CUST_FORM") == 0)
+    if (qstrcmp(k.table, "CUST_FORM") == 0) {
         mustExist("CUST_ID", "SELECT COUNT(*) FROM CUSTOMER WHERE CUST_ID = ?", "customer");
+        mustExist("REF_TYP_CD",
+                  "SELECT COUNT(*) FROM ZTB_CODE WHERE CD_TBL_ID = 'REFDOCTYP' AND CD_TBL_CD = ?",
+                  "reference document type");
+        mustExist("CTTN_STTS_CD",
+                  "SELECT COUNT(*) FROM ZTB_CODE WHERE CD_TBL_ID = 'CSTATUS' AND CD_TBL_CD = ?",
+                  "form status");
+        checkCitation(db, k, values, errors);
+    }
     return errors;
 }
 

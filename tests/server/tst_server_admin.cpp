@@ -207,6 +207,16 @@ void TestServerAdmin::importIsAllOrNothingAndIdempotent()
         office.run(A("import", "forms",
                      office.file(QStringLiteral("f.csv"), "CUST_ID,REF_TYP_CD,FORM_NBR,COLOUR\n")));
     QVERIFY(forms.err.contains(u"f.csv, line 1, column COLOUR: not a column of forms"));
+    const Outcome citations = office.run(
+        A("import", "forms",
+          office.file(QStringLiteral("c.csv"), "CUST_ID,REF_TYP_CD,FORM_NBR,FORM_CK_DGT_NBR\n"
+                                               "100000001,CIT,1234567,5\n"
+                                               "100000001,CIT,12345678,\n"
+                                               "100000001,XYZ,1,\n")));
+    QVERIFY(citations.err.contains(u"line 2, column FORM_CK_DGT_NBR: citation 1234567 has the "
+                                   u"check digit 4, not 5"));
+    QVERIFY(citations.err.contains(u"line 3, column FORM_NBR: a citation number has seven"));
+    QVERIFY(citations.err.contains(u"line 4, column REF_TYP_CD: there is no reference document"));
     const Outcome missing =
         office.run(A("import", "customers", office.file(QStringLiteral("c.csv"), "CUST_ID\n1\n")));
     QVERIFY(missing.err.contains(u"column CUST_NM: required"));
