@@ -55,6 +55,9 @@ QStringList openSessions(AdminContext &ctx, qint64 officer);
 QString endSessions(AdminContext &ctx, qint64 officer);
 // The rights and groups the screens and the service ask for, as "name (right)".
 QStringList knownRights();
+// Empty when `name` is a right (kind 'R') or a group ('G') of that kind, spelt as the service
+// asks for it; otherwise what is wrong.
+QString checkRightName(const QString &name, const QString &kind);
 
 // One line of refund requests as the tax system sends them: CUST_ID, RCPT_NBR, RFND_AMT and
 // OFCR_TO_ID, with ASGNMT_SBJCT_TXT and ASGNMT_CMMT_TXT optional.

@@ -76,6 +76,25 @@ QStringList knownRights()
     return out;
 }
 
+QString checkRightName(const QString &name, const QString &kind)
+{
+    const KnownRight *right = findRight(name);
+    if (!right) {
+        QStringList names;
+        for (const KnownRight &r : kRights)
+            names << QLatin1String(r.name);
+        return QStringLiteral("\"%1\" is neither a right nor a group (they are %2)")
+            .arg(name, names.join(u' '));
+    }
+    if (name != QLatin1String(right->name))
+        return QStringLiteral("\"%1\" is spelt %2").arg(name, QLatin1String(right->name));
+    if (kind != QString(QLatin1Char(right->kind)))
+        return QStringLiteral("%1 is a %2, of KIND %3")
+            .arg(name, right->kind == 'G' ? QStringLiteral("group") : QStringLiteral("right"),
+                 QString(QLatin1Char(right->kind)));
+    return QString();
+}
+
 QString addOfficer(AdminContext &ctx, const OfficerFields &o)
 {
     if (o.id <= 0 || o.id > std::numeric_limits<qint32>::max())

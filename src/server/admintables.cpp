@@ -3,6 +3,7 @@
 // row leaves the store as it was and the administrator fixes the file and runs it again.
 #include "admintables.h"
 
+#include "admin.h"
 #include "csvtext.h"
 #include "database.h"
 #include "rows.h"
@@ -244,8 +245,13 @@ QStringList crossChecks(Database &db, const Kind &k, const QVariantList &values)
             errors << QStringLiteral("column %1: there is no %2 %3")
                           .arg(QLatin1String(column), QLatin1String(what), values[i].toString());
     };
-    if (qstrcmp(k.table, "USR_RGHT") == 0)
+    if (qstrcmp(k.table, "USR_RGHT") == 0) {
         mustExist("INSP_ID", "SELECT COUNT(*) FROM OFFICER WHERE INSP_ID = ?", "officer");
+        const QString wrong = checkRightName(values[indexOf(k, "NAME")].toString(),
+                                             values[indexOf(k, "KIND")].toString());
+        if (!wrong.isEmpty())
+            errors << QStringLiteral("column NAME: ") + wrong;
+    }
     if (qstrcmp(k.table, "CUST_FORM") == 0) {
         mustExist("CUST_ID", "SELECT COUNT(*) FROM CUSTOMER WHERE CUST_ID = ?", "customer");
         mustExist("REF_TYP_CD",

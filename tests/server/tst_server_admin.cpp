@@ -203,6 +203,13 @@ void TestServerAdmin::importIsAllOrNothingAndIdempotent()
         "import", "rights",
         office.file(QStringLiteral("r.csv"), "INSP_ID,NAME,KIND\n2001,RefundVoid,R\n4242,X,R\n")));
     QVERIFY(rights.err.contains(u"r.csv, line 3, column INSP_ID: there is no officer 4242"));
+    const Outcome names = office.run(
+        A("import", "rights",
+          office.file(QStringLiteral("n.csv"), "INSP_ID,NAME,KIND\n2001,RefundAprove,R\n"
+                                               "2001,assignment,R\n2001,ASSIGNMENTCLOSERS,R\n")));
+    QVERIFY(names.err.contains(u"line 2, column NAME: \"RefundAprove\" is neither"));
+    QVERIFY(names.err.contains(u"line 3, column NAME: \"assignment\" is spelt Assignment"));
+    QVERIFY(names.err.contains(u"line 4, column NAME: ASSIGNMENTCLOSERS is a group, of KIND G"));
     const Outcome forms =
         office.run(A("import", "forms",
                      office.file(QStringLiteral("f.csv"), "CUST_ID,REF_TYP_CD,FORM_NBR,COLOUR\n")));
