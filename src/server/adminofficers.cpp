@@ -6,6 +6,7 @@
 #include "lookups.h"
 #include "servererror.h"
 
+#include <QRegularExpression>
 #include <QSqlQuery>
 
 namespace korva::server {
@@ -229,13 +230,16 @@ QStringList listOfficers(AdminContext &ctx, const QString &region, bool withReti
     QSqlQuery &q = ctx.db.run(sql, bind);
     QStringList out;
     while (q.next())
-        out << QStringLiteral("%1  %2  %3, %4%5")
+        out << QStringLiteral("%1  %2  %3%4")
                    .arg(q.value(0).toLongLong(), 6)
                    .arg(q.value(3).toString().trimmed(), -4)
-                   .arg(q.value(1).toString().trimmed(), q.value(2).toString().trimmed(),
-                        q.value(4).isNull()
-                            ? QString()
-                            : QStringLiteral("  (last day %1)").arg(dateText(q.value(4))));
+                   .arg(
+                       QStringList{q.value(1).toString().trimmed(), q.value(2).toString().trimmed()}
+                           .filter(QRegularExpression(QStringLiteral(".")))
+                           .join(QStringLiteral(", ")),
+                       q.value(4).isNull()
+                           ? QString()
+                           : QStringLiteral("  (last day %1)").arg(dateText(q.value(4))));
     q.finish();
     return out;
 }
