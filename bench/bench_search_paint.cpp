@@ -10,9 +10,9 @@
 // under the build folder), generated when missing. Targets: at most 1.2 x the raw fetch, and
 // the UI thread busy at most 20 ms.
 #include <document/korva_assignmaint.h>
-#include <platform/datetext.h>
 #include <platform/asyncbroker.h>
 #include <platform/controls/datagrid.h>
+#include <platform/datetext.h>
 #include <platform/qtservices.h>
 #include <platform/referencedata.h>
 #include <platform/session.h>
@@ -105,15 +105,15 @@ Run searchAndPaint(KORVA_AssignMaint &doc, ReplyArrival &arrival)
         handledAt = double(t.nsecsElapsed()) / 1e6;
         QElapsedTimer paint;
         paint.start();
-        doc.grdAssignment->repaint();
+        doc.findChild<DataGrid *>(QStringLiteral("grdAssignment"))->repaint();
         run.paintMs = double(paint.nsecsElapsed()) / 1e6;
         run.totalMs = double(t.nsecsElapsed()) / 1e6;
-        run.rows = doc.grdAssignment->rowCount();
+        run.rows = doc.findChild<DataGrid *>(QStringLiteral("grdAssignment"))->rowCount();
         done = true;
     });
     arrival.reset();
     t.start();
-    doc.cmdButton[0]->click();
+    doc.findChild<QPushButton *>(QStringLiteral("cmdButton(0)"))->click();
     const double clickMs = double(t.nsecsElapsed()) / 1e6;
     while (!done)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -201,10 +201,11 @@ int main(int argc, char *argv[])
         // The first show asks for the open ones; every status is wanted here.
         QElapsedTimer settle;
         settle.start();
-        while (settle.elapsed() < 30000 && doc.grdAssignment->rowCount() == 0)
+        while (settle.elapsed() < 30000 &&
+               doc.findChild<DataGrid *>(QStringLiteral("grdAssignment"))->rowCount() == 0)
             QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        doc.optButton[1]->setChecked(false);
-        doc.optButton[2]->setChecked(false);
+        doc.findChild<QRadioButton *>(QStringLiteral("optButton(1)"))->setChecked(false);
+        doc.findChild<QRadioButton *>(QStringLiteral("optButton(2)"))->setChecked(false);
         const QString to = clock.today().toString(Qt::ISODate);
 
         QList<double> rawMs, searchMs, busyMs, bindMs, paintMs;

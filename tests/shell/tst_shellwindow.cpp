@@ -52,7 +52,10 @@ private:
         return s;
     }
 
-    static DataGrid *grid(const Started &s) { return s.window->document()->grdAssignment; }
+    static DataGrid *grid(const Started &s)
+    {
+        return s.window->document()->findChild<DataGrid *>(QStringLiteral("grdAssignment"));
+    }
 
     Started startListed()
     {

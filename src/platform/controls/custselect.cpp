@@ -99,8 +99,7 @@ void KORVA_CustSelect::setDebounce(int milliseconds)
 QString KORVA_CustSelect::messageId() const
 {
     const UserContext *user = platform().user;
-    return (user ? user->applicationPrefix() : QStringLiteral("KORVA")) +
-           QStringLiteral(".CustSelect");
+    return user->applicationPrefix() + QStringLiteral(".CustSelect");
 }
 
 void KORVA_CustSelect::textEdited()
@@ -125,9 +124,9 @@ void KORVA_CustSelect::sendSearch()
         const UserContext *user = platform().user;
         BrokerRequest request;
         request.setMessageId(messageId());
-        request.setVersion(user ? user->versionText() : QStringLiteral("1.0"));
+        request.setVersion(user->versionText());
         request.setKind(kCustomerSearchKind);
-        request.setContext(user ? user->contextText() : QString());
+        request.setContext(user->contextText());
         request.addParameter(RequestParameter::key(QStringLiteral("TEXT"), text));
         request.addParameter(
             RequestParameter::key(QStringLiteral("LIMIT"), QString::number(kSearchLimit)));

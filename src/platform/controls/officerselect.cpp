@@ -300,10 +300,9 @@ void KORVA_OfficerSelect::ensureIndex()
     if (m_index)
         return;
     const Platform &p = platform();
-    const QDate today = p.clock ? p.clock->today() : QDate::currentDate();
-    m_index = std::make_shared<const OfficerIndex>(
-        p.lookups ? p.lookups->searchOfficers(QString(), 0) : QList<OfficerInfo>(), today,
-        m_nameOf);
+    const QDate today = p.clock->today();
+    m_index = std::make_shared<const OfficerIndex>(p.lookups->searchOfficers(QString(), 0), today,
+                                                   m_nameOf);
 }
 
 void KORVA_OfficerSelect::search(const QString &text)
