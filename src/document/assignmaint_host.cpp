@@ -10,7 +10,6 @@
 
 #include <QCoreApplication>
 #include <QTabWidget>
-#include <QThread>
 
 namespace korva {
 
@@ -110,7 +109,7 @@ bool KORVA_AssignMaint::CloseDocument()
             // ends the wait through a bad reply, so the loop needs no bound of its own.
             while (!m_flags.ReplyReceived) {
                 QCoreApplication::processEvents();
-                QThread::msleep(500);
+                platform().clock->pause(500);
                 QCoreApplication::processEvents();
             }
             closes = !m_flags.QueryFailed;
