@@ -63,6 +63,7 @@ KORVA_CustSelect::KORVA_CustSelect(QWidget *parent)
     layout->addWidget(m_alertNote);
     setFocusProxy(m_text);
 
+    m_debounce->setObjectName(QStringLiteral("tmrDebounce"));
     m_debounce->setSingleShot(true);
     m_debounce->setInterval(kDefaultDebounceMs);
     connect(m_debounce, &QTimer::timeout, this, &KORVA_CustSelect::sendSearch);
