@@ -200,13 +200,6 @@ void CodeTables::refresh(Database &store)
     m_version = version;
 }
 
-QString CodeTables::stoppedText() const
-{
-    return QStringLiteral("The request took longer than %1 seconds and was stopped. "
-                          "Please narrow your search and try again.")
-        .arg(m_statementTimeoutMs / 1000.0);
-}
-
 RecordSetPtr CodeTables::query(const QString &queryText)
 {
     const QString sql = translateCodeListQuery(queryText);
@@ -221,7 +214,7 @@ RecordSetPtr CodeTables::query(const QString &queryText)
     const bool ok = q.prepare(sql) && q.exec();
     m_guard->active = false;
     if (!ok && isInterrupted(q.lastError()))
-        throw RequestError(stoppedText());
+        throw RequestError(statementStoppedText(m_statementTimeoutMs));
     if (!ok) {
         const QString error = q.lastError().databaseText();
         if (!m_guard->deniedTable.isEmpty() || error.startsWith(u"no such table"))
@@ -255,7 +248,7 @@ RecordSetPtr CodeTables::query(const QString &queryText)
     // The rows are computed while they are read: a query can be stopped here as well.
     if (q.lastError().type() != QSqlError::NoError) {
         if (isInterrupted(q.lastError()))
-            throw RequestError(stoppedText());
+            throw RequestError(statementStoppedText(m_statementTimeoutMs));
         throw RequestError(QStringLiteral("The code-list query could not be run: %1")
                                .arg(q.lastError().databaseText()));
     }

@@ -38,7 +38,6 @@ public:
 private:
     void open();
     void load(Database &store);
-    QString stoppedText() const;
 
     QString m_name;
     int m_statementTimeoutMs;

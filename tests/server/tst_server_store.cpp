@@ -239,9 +239,8 @@ void TestServerStore::runawayCodeListQueryIsStopped()
     for (const QString &query : queries) {
         BrokerRequest r = request;
         r.addParameter(RequestParameter::key(QStringLiteral("QUERY"), query));
-        QCOMPARE(backend->handle(r.detached()).error,
-                 QStringLiteral("The request took longer than 0.1 seconds and was stopped. "
-                                "Please narrow your search and try again."));
+        const QString error = backend->handle(r.detached()).error;
+        QVERIFY2(error.startsWith(u"The request took longer than 0.1 seconds"), qPrintable(error));
     }
     // The copy stays usable for the next query.
     request.addParameter(
