@@ -4,7 +4,7 @@
 
 #include <QAbstractListModel>
 #include <QApplication>
-#include <QElapsedTimer>
+#include <QDateTime>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -328,9 +328,10 @@ void KORVA_OfficerSelect::moveCurrent(int step)
 void KORVA_OfficerSelect::clicked(const QModelIndex &index)
 {
     // A double-click reaches the list as two clicks; the second is the same choice.
+    const QDateTime now = platform().clock ? platform().clock->now() : QDateTime::currentDateTime();
     const bool repeat = index.row() == m_lastClickRow && m_lastClick.isValid() &&
-                        m_lastClick.elapsed() < QApplication::doubleClickInterval();
-    m_lastClick.start();
+                        m_lastClick.msecsTo(now) < QApplication::doubleClickInterval();
+    m_lastClick = now;
     m_lastClickRow = index.row();
     if (!repeat)
         pick(index);
