@@ -328,7 +328,7 @@ void KORVA_OfficerSelect::moveCurrent(int step)
 void KORVA_OfficerSelect::clicked(const QModelIndex &index)
 {
     // A double-click reaches the list as two clicks; the second is the same choice.
-    const QDateTime now = platform().clock ? platform().clock->now() : QDateTime::currentDateTime();
+    const QDateTime now = platform().clock->now();
     const bool repeat = index.row() == m_lastClickRow && m_lastClick.isValid() &&
                         m_lastClick.msecsTo(now) < QApplication::doubleClickInterval();
     m_lastClick = now;
