@@ -89,7 +89,7 @@ void frmWorkload::Refresh()
 void frmWorkload::mZelbMessage_DataReady(const QString &identity)
 {
     guard(u"frmWorkload.mZelbMessage_DataReady", [&] {
-        if (normalisedIdentity(identity) != normalisedIdentity(QLatin1String(kIdentity)))
+        if (normalisedIdentity(identity) != normalisedIdentity(QString::fromLatin1(kIdentity)))
             raiseQuiet();
         cmdRefresh->setEnabled(true);
         const BrokerReply *reply = mZelbMessage->replyByTag(m_messageId);
@@ -118,7 +118,7 @@ void frmWorkload::fill(const RecordSet &rows)
     const int officerField = rows.fieldIndex(QStringLiteral("OFCR_ID"));
     QList<int> countFields;
     for (const char *name : kCountFields)
-        countFields.append(rows.fieldIndex(QLatin1String(name)));
+        countFields.append(rows.fieldIndex(QString::fromLatin1(name)));
     qint64 overdue = 0;
     for (int r = 0; r < rows.storageCount(); ++r) {
         const QList<QVariant> &values = rows.storageRow(r);
