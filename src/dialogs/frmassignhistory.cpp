@@ -46,6 +46,8 @@ constexpr HistoryColumn kHistoryColumns[] = {
     {"EXPRTN_DT", "Expire Date", true, true, 90},
     {"CLSE_DT", "Close Date", true, true, 90},
     {"ASGNMT_CMMT_TXT", "Comment", true, true, 260},
+    {"TRP_ID", nullptr, true, false},
+    {"TRP_DIST_ID", nullptr, true, false},
 };
 
 // An empty history still sorts and binds, so it carries the history's fields.
@@ -151,7 +153,9 @@ void frmAssignHistory::grdHistory_RowLoaded(GridRow &row)
         if (row.isEmpty())
             return;
         row.setText(QStringLiteral("ASSIGNED_TO"),
-                    modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
+                    modAssignMaint::AddresseeDisplayName(
+                        row.text(QStringLiteral("OFCR_TO_ID")), row.text(QStringLiteral("AGNCY_CD")),
+                        row.text(QStringLiteral("TRP_ID")), row.text(QStringLiteral("TRP_DIST_ID"))));
         row.setText(QStringLiteral("ASSIGNED_FROM"),
                     modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
     });

@@ -129,7 +129,7 @@ void AssignmentEntryTab::setCaptionsAndLimits()
     txtBox[4]->setMaxLength(100);
     txtBox[0]->setPlaceholderText(tr("nnnnnnn-c"));
     txtBox[1]->setPlaceholderText(tr("Officer number"));
-    txtBox[2]->setPlaceholderText(tr("e.g. 3A"));
+    txtBox[2]->setPlaceholderText(tr("e.g. B12"));
     txtBox[0]->setToolTip(tr("A citation number of seven digits is completed with its check "
                              "digit when you leave the box"));
     txtBox[2]->setToolTip(tr("The troop letter or digit followed by the district"));

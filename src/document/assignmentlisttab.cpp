@@ -66,6 +66,9 @@ constexpr GridColumn kAssignmentColumns[] = {
     {"RFND_NBR", "Refund Number", true, false},
     {"RFND_AMT", "Refund Amount", true, false},
     {"STTS_CD", "Refund Status", true, false},
+    {"AGNCY_CD", "Agency", true, false},
+    {"TRP_ID", "Troop", true, false},
+    {"TRP_DIST_ID", "District", true, false},
 };
 
 // The earliest date the search accepts.

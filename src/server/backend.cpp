@@ -47,6 +47,8 @@ Handler handlerFor(int kind)
         return handleCustomerSearch;
     case kRefundRequestsKind:
         return handleRefundRequests;
+    case RequestKind::Workload:
+        return handleWorkload;
 #ifdef KORVA_HAVE_NETWORK
     // Answered before any handler runs; listed so that they are known kinds.
     case RequestKind::SignOn:

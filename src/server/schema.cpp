@@ -230,6 +230,12 @@ CREATE TABLE KORVA_ADMIN_LOG (
     DETAIL VARCHAR(2000) NOT NULL
 )
 )sql";
+// Version 8: the workload overview counts per addressee by status, due date and close date;
+// these two are read alone (the counts need nothing of the row) in the order they are grouped.
+constexpr char kSchemaV8[] = R"sql(
+CREATE INDEX ASGNMT_WORK_OPEN_IX ON ASGNMT (ASGNMT_STTS_CD, OFCR_TO_ID, DUE_DT);
+CREATE INDEX ASGNMT_WORK_CLSD_IX ON ASGNMT (ASGNMT_STTS_CD, CLSE_DT, OFCR_TO_ID)
+)sql";
 constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
 constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
 constexpr char kCatchUpHistoryPg[] = R"sql(
@@ -272,7 +278,8 @@ const QList<Migration> &migrations()
                                        {4, split(kSchemaV4)},
                                        {5, split(kSchemaV5), split(kSchemaV5Pg)},
                                        {6, split(kSchemaV6)},
-                                       {7, split(kSchemaV7)}};
+                                       {7, split(kSchemaV7)},
+                                       {8, split(kSchemaV8)}};
     return list;
 }
 
