@@ -4,7 +4,7 @@ execute_process(COMMAND ldd ${BINARY} OUTPUT_VARIABLE libraries RESULT_VARIABLE 
 if(failed)
     message(FATAL_ERROR "ldd could not read ${BINARY}")
 endif()
-string(REGEX MATCHALL "[^\n\t ]*(Qt6(Gui|Widgets|PrintSupport|OpenGL|DBus|XcbQpa)|libX|libxcb|libGL|libEGL|libOpenGL|libwayland|libfontconfig|libfreetype|libxkb|libhunspell)[^\n\t ]*"
+string(REGEX MATCHALL "[^\n\t /]*(Qt6(Gui|Widgets|PrintSupport|OpenGL|DBus|XcbQpa)|libX|libxcb|libGL|libEGL|libOpenGL|libwayland|libfontconfig|libfreetype|libxkb|libhunspell)[^\n\t ]*"
        desktop "${libraries}")
 if(desktop)
     list(REMOVE_DUPLICATES desktop)
