@@ -156,6 +156,7 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
         return handleSignOn(ctx, request, policy());
     if (m_settings.requireSession || !request.sessionToken().isEmpty()) {
         ctx.session = fromToken(ctx, request);
+        m_officer = ctx.session.officerId;
         if (request.kind() == RequestKind::SignOff)
             return handleSignOff(ctx, request);
         return handler(ctx, request);
@@ -166,11 +167,13 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
         ctx.session = Session::fromContext(request.context());
     else
         ctx.session = signedOn(request);
+    m_officer = ctx.session.officerId;
     return handler(ctx, request);
 }
 
 BrokerReply ServerBackend::handle(const BrokerRequest &request)
 {
+    m_officer = 0;
     if (!m_db)
         return BrokerReply::failure(request, m_configError);
     try {

@@ -18,6 +18,8 @@ public:
 
     BrokerReply handle(const BrokerRequest &request) override;
     Database &database() { return *m_db; }
+    // The officer the last request was answered for, 0 when it named none that held.
+    qint64 lastOfficer() const { return m_officer; }
 
 private:
     BrokerReply dispatch(const BrokerRequest &request);
@@ -32,6 +34,7 @@ private:
     std::unique_ptr<CodeTables> m_codes;
     QString m_configError; // a connection text that cannot be used
     bool m_keysPurged = false;
+    qint64 m_officer = 0;
 };
 
 } // namespace korva::server

@@ -2,6 +2,7 @@
 
 #include "database.h"
 #include "servererror.h"
+#include "servicelog.h"
 
 namespace korva::server {
 
@@ -297,14 +298,25 @@ int schemaVersion(Database &db)
 
 void migrate(Database &db)
 {
-    if (schemaVersion(db) >= latestSchemaVersion())
+    const int found = schemaVersion(db);
+    if (found > latestSchemaVersion()) {
+        // A newer program changed the store in ways this one would misread or undo.
+        throw DatabaseError(QStringLiteral("The store %1 is at schema version %2, newer than this "
+                                           "program, which knows versions up to %3: run a "
+                                           "newer korva-broker against it.")
+                                .arg(db.connectionInfo().display())
+                                .arg(found)
+                                .arg(latestSchemaVersion()));
+    }
+    if (found == latestSchemaVersion())
         return;
     db.execute(QLatin1String(kCreateVersionTable));
     Transaction tx(db);
     if (db.dialect() == Dialect::Postgres)
         db.execute(QLatin1String(kLockVersionPg));
     // Another connection may have migrated while this one waited for the lock.
-    int current = db.scalar(QLatin1String(kSelectVersion)).toInt();
+    const int from = db.scalar(QLatin1String(kSelectVersion)).toInt();
+    int current = from;
     for (const Migration &m : migrations()) {
         if (m.version <= current)
             continue;
@@ -318,6 +330,12 @@ void migrate(Database &db)
         current = m.version;
     }
     tx.commit();
+    if (current > from)
+        qCInfo(lcService).noquote()
+            << QStringLiteral("store %1: schema upgraded from version %2 to %3")
+                   .arg(db.connectionInfo().display())
+                   .arg(from)
+                   .arg(current);
 }
 
 void dropSchema(Database &db)

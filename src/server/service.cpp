@@ -3,6 +3,7 @@
 #include "backend.h"
 #include "database.h"
 #include "servererror.h"
+#include "servicelog.h"
 
 #include <platform/errors.h>
 #include <platform/wire.h>
@@ -10,6 +11,7 @@
 
 #include <QAtomicInteger>
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QSemaphore>
 #include <QSet>
@@ -98,6 +100,8 @@ struct BrokerService::Impl {
 
 void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
 {
+    QElapsedTimer took;
+    took.start();
     const char *replyTo = natsMsg_GetReply(msg);
     // The desk's time-out counts from here, not from when the request joined the queue.
     if (replyTo)
@@ -134,6 +138,12 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
         natsConnection_Publish(nc(), replyTo, data.constData(), int(data.size()));
     }
     answered.fetchAndAddOrdered(1);
+    // A sign-on is logged under the officer it tried, whether or not the password held.
+    const qint64 officer = !parsed ? 0
+                           : request.kind() == RequestKind::SignOn
+                               ? request.keyValue(u"OFFICER").trimmed().toLongLong()
+                               : w.backend->lastOfficer();
+    logRequest(officer, request.kind(), reply.error.isEmpty(), took.elapsed());
     if (!parsed || !reply.error.isEmpty() || request.kind() != RequestKind::AssignmentUpdate)
         return;
     // The update is saved whatever happens here: a notice that cannot be made is only missed.
