@@ -41,7 +41,7 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
     : QWidget(parent)
     , m_grid(grid)
     , m_control(control)
-    , m_today(QDate::currentDate())
+    , m_today(platform().clock ? platform().clock->today() : QDate::currentDate())
 {
     setObjectName(QStringLiteral("listTools"));
     auto *label = new QLabel(tr("F&ilter:"), this);
@@ -148,6 +148,7 @@ bool AssignmentListTools::isOverdue(const RecordSet &rs, int storageRow, const Q
 
 void AssignmentListTools::listBound()
 {
+    m_today = platform().clock ? platform().clock->today() : QDate::currentDate();
     // What counts as new is measured against the list before this one.
     m_grid->shownModel()->overdueCount();
     m_seen = m_listed;
@@ -167,9 +168,10 @@ void AssignmentListTools::updateCounts()
         m_counts->clear();
         return;
     }
-    QString text = m_filter->text().trimmed().isEmpty()
-                       ? tr("%n row(s)", nullptr, m_grid->rowCount())
-                       : tr("%1 of %2 shown").arg(shown->rowCount()).arg(m_grid->rowCount());
+    QString text =
+        m_filter->text().trimmed().isEmpty()
+            ? (m_grid->rowCount() == 1 ? tr("1 row") : tr("%1 rows").arg(m_grid->rowCount()))
+            : tr("%1 of %2 shown").arg(shown->rowCount()).arg(m_grid->rowCount());
     if (const int overdue = shown->overdueCount())
         text += tr(", %1 overdue").arg(overdue);
     if (const int fresh = shown->freshCount())

@@ -41,9 +41,6 @@ public:
     QPushButton *exportButton() const { return m_export; }
     QPushButton *printButton() const { return m_print; }
 
-    // Set by the day's date in the document; tests move it.
-    void setToday(const QDate &today) { m_today = today; }
-
 signals:
     void printRequested();
 
