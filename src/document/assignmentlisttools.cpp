@@ -20,22 +20,59 @@ namespace korva {
 
 namespace {
 
-QString field(const RecordSet &rs, int storageRow, QStringView name)
+QString fieldAt(const RecordSet &rs, int storageRow, int f)
 {
-    const int f = rs.fieldIndex(name);
     if (f < 0)
         return {};
     return RecordSet::formatValue(rs.storageRow(storageRow).value(f), rs.fields().at(f).type);
 }
 
-qint64 numberOf(const RecordSet &rs, int storageRow)
+QString field(const RecordSet &rs, int storageRow, QStringView name)
+{
+    return fieldAt(rs, storageRow, rs.fieldIndex(name));
+}
+
+qint64 numberAt(const RecordSet &rs, int storageRow, int f)
 {
     bool ok = false;
-    const qint64 n = field(rs, storageRow, u"ASGNMT_NBR").trimmed().toLongLong(&ok);
+    const qint64 n = fieldAt(rs, storageRow, f).trimmed().toLongLong(&ok);
     return ok ? n : -1;
 }
 
+// The fields a row's filter text and marks read, looked up once per record set.
+struct ListFields {
+    const RecordSet *of = nullptr;
+    int number = -1, from = -1, to = -1, status = -1, due = -1, closed = -1;
+    QList<int> texts;
+    void resolve(const RecordSet &rs)
+    {
+        if (of == &rs)
+            return;
+        of = &rs;
+        number = rs.fieldIndex(u"ASGNMT_NBR");
+        from = rs.fieldIndex(u"OFCR_FRM_ID");
+        to = rs.fieldIndex(u"OFCR_TO_ID");
+        status = rs.fieldIndex(u"ASGNMT_STTS_CD");
+        due = rs.fieldIndex(u"DUE_DT");
+        closed = rs.fieldIndex(u"CLSE_DT");
+        texts.clear();
+        for (QStringView name : {u"ASGNMT_NBR", u"ASGNMT_SBJCT_TXT", u"ASGNMT_CMMT_TXT", u"CUST_ID",
+                                 u"CUST_NM", u"FORM_NBR"})
+            texts.append(rs.fieldIndex(name));
+    }
+};
+
 } // namespace
+
+QString AssignmentListTools::officerName(const RecordSet &rs, int storageRow, int idField) const
+{
+    // A list names a few hundred officers over thousands of rows: each name is made once.
+    const QString id = fieldAt(rs, storageRow, idField).trimmed();
+    auto it = m_names.constFind(id);
+    if (it == m_names.cend())
+        it = m_names.insert(id, modAssignMaint::OfficerDisplayName(id));
+    return *it;
+}
 
 AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, QWidget *parent)
     : QWidget(parent)
@@ -73,24 +110,27 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
 
     GridProxyModel *shown = grid->shownModel();
     shown->setMarkColumn(0);
-    shown->setRowInfoSource([this](const RecordSet &rs, int s) {
+    shown->setRowInfoSource([this, fields = ListFields()](const RecordSet &rs, int s) mutable {
+        fields.resolve(rs);
         GridProxyModel::RowInfo info;
-        const qint64 number = numberOf(rs, s);
-        QStringList parts{field(rs, s, u"ASGNMT_NBR"),
-                          field(rs, s, u"ASGNMT_SBJCT_TXT"),
-                          field(rs, s, u"ASGNMT_CMMT_TXT"),
-                          field(rs, s, u"CUST_ID"),
-                          field(rs, s, u"CUST_NM"),
-                          displayText(rs, s, QStringLiteral("ASSIGNED_FROM")),
-                          displayText(rs, s, QStringLiteral("ASSIGNED_TO")),
-                          field(rs, s, u"FORM_NBR")};
-        info.haystack = parts.join(u'\n');
-        info.overdue = isOverdue(rs, s, m_today);
+        const qint64 number = numberAt(rs, s, fields.number);
+        QString &text = info.haystack;
+        for (int f : std::as_const(fields.texts))
+            text += fieldAt(rs, s, f) + u'\n';
+        text += officerName(rs, s, fields.from) + u'\n' + officerName(rs, s, fields.to);
+        // Open (not closed) and due before today.
+        const QVariant due = fields.due < 0 ? QVariant() : rs.storageRow(s).value(fields.due);
+        const QDate date = due.typeId() == QMetaType::QDate
+                               ? due.toDate()
+                               : QDate::fromString(due.toString().trimmed().left(10), Qt::ISODate);
+        info.overdue = date.isValid() && date < m_today &&
+                       fieldAt(rs, s, fields.status).trimmed() != u"C" &&
+                       fieldAt(rs, s, fields.closed).trimmed().isEmpty();
         info.fresh = !m_seen.isEmpty() && number >= 0 && !m_seen.contains(number);
         return info;
     });
-    shown->setSortTextSource([grid](const RecordSet &rs, int s, int column) {
-        return displayText(rs, s, grid->columnName(column));
+    shown->setSortTextSource([this](const RecordSet &rs, int s, int column) {
+        return displayText(rs, s, m_grid->columnName(column));
     });
     grid->setHeadingSort(true);
 
@@ -102,13 +142,14 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
     updateCounts();
 }
 
-QString AssignmentListTools::displayText(const RecordSet &rs, int storageRow, const QString &column)
+QString AssignmentListTools::displayText(const RecordSet &rs, int storageRow,
+                                         const QString &column) const
 {
     // As the rows show them once loaded.
     if (column == u"ASSIGNED_FROM")
-        return modAssignMaint::OfficerDisplayName(field(rs, storageRow, u"OFCR_FRM_ID"));
+        return officerName(rs, storageRow, rs.fieldIndex(u"OFCR_FRM_ID"));
     if (column == u"ASSIGNED_TO")
-        return modAssignMaint::OfficerDisplayName(field(rs, storageRow, u"OFCR_TO_ID"));
+        return officerName(rs, storageRow, rs.fieldIndex(u"OFCR_TO_ID"));
     if (column == u"CITATION_NUMBER")
         return field(rs, storageRow, u"FORM_NBR");
     if (column == u"Status") {
@@ -133,29 +174,17 @@ QString AssignmentListTools::displayText(const RecordSet &rs, int storageRow, co
     return {};
 }
 
-bool AssignmentListTools::isOverdue(const RecordSet &rs, int storageRow, const QDate &today)
-{
-    const int due = rs.fieldIndex(u"DUE_DT");
-    if (due < 0 || field(rs, storageRow, u"ASGNMT_STTS_CD").trimmed() == u"C" ||
-        !field(rs, storageRow, u"CLSE_DT").trimmed().isEmpty())
-        return false;
-    const QVariant value = rs.storageRow(storageRow).value(due);
-    const QDate date = value.typeId() == QMetaType::QDate
-                           ? value.toDate()
-                           : QDate::fromString(value.toString().trimmed().left(10), Qt::ISODate);
-    return date.isValid() && date < today;
-}
-
 void AssignmentListTools::listBound()
 {
     m_today = platform().clock ? platform().clock->today() : QDate::currentDate();
+    m_names.clear();
     // What counts as new is measured against the list before this one.
     m_grid->shownModel()->overdueCount();
     m_seen = m_listed;
     m_listed.clear();
     if (const RecordSetPtr &rs = m_control->recordSet()) {
         for (int s = 0; s < rs->storageCount(); ++s)
-            m_listed.insert(numberOf(*rs, s));
+            m_listed.insert(numberAt(*rs, s, rs->fieldIndex(u"ASGNMT_NBR")));
     }
     m_seen.unite(m_listed);
     updateCounts();

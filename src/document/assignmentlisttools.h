@@ -2,6 +2,7 @@
 
 #include "platform/recordset.h"
 
+#include <QHash>
 #include <QSet>
 #include <QWidget>
 
@@ -24,9 +25,7 @@ public:
     AssignmentListTools(DataGrid *grid, DataControl *control, QWidget *parent = nullptr);
 
     // The text a display column shows, worked out of the row's fields without loading it.
-    static QString displayText(const RecordSet &rs, int storageRow, const QString &column);
-    // Open (not closed) and due before `today`.
-    static bool isOverdue(const RecordSet &rs, int storageRow, const QDate &today);
+    QString displayText(const RecordSet &rs, int storageRow, const QString &column) const;
 
     // The shown rows, filter and sort applied, under the visible columns' captions.
     QList<QStringList> shownRows() const;
@@ -48,6 +47,7 @@ private:
     void listBound();
     void updateCounts();
     void exportClicked();
+    QString officerName(const RecordSet &rs, int storageRow, int idField) const;
 
     DataGrid *m_grid;
     DataControl *m_control;
@@ -59,6 +59,7 @@ private:
     // The assignment numbers of the previous list: a number not among them is new.
     QSet<qint64> m_seen;
     QSet<qint64> m_listed;
+    mutable QHash<QString, QString> m_names; // by officer number, for the list bound
 };
 
 } // namespace korva
