@@ -102,6 +102,7 @@ void AssignmentEntryTab::createControls()
     adoOfficers->setObjectName(QStringLiteral("adoOfficers"));
     grdOfficers = new DataGrid(this);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
+    grdOfficers->setAccessibleName(tr("Selected officers"));
     setUpOfficerGrid(grdOfficers, adoOfficers, tr("Officer #"), QStringLiteral("NAME"),
                      u"KORVA_AssignMaint.grdOfficers_RowLoaded");
 }

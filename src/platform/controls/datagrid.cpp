@@ -308,6 +308,9 @@ QString DataGrid::cellStyleSet(int viewRow, int column) const
 
 void DataGrid::setCaption(const QString &caption)
 {
+    // The caption names the grid for a screen reader too, unless its screen named it.
+    if (accessibleName().isEmpty() || accessibleName() == m_caption)
+        setAccessibleName(caption);
     m_caption = caption;
     m_header->setCaption(caption);
     updateGeometries();
