@@ -96,9 +96,6 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
     m_export = new QPushButton(tr("E&xport..."), this);
     m_export->setObjectName(QStringLiteral("cmdListExport"));
     m_export->setToolTip(tr("Save the rows as shown to a CSV file"));
-    m_print = new QPushButton(tr("Prin&t List..."), this);
-    m_print->setObjectName(QStringLiteral("cmdListPrint"));
-    m_print->setToolTip(tr("Print the rows as shown"));
 
     auto *layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -106,7 +103,6 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
     layout->addWidget(m_filter, 1);
     layout->addWidget(m_counts);
     layout->addWidget(m_export);
-    layout->addWidget(m_print);
 
     GridProxyModel *shown = grid->shownModel();
     shown->setMarkColumn(0);
@@ -138,7 +134,6 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
     connect(shown, &QAbstractItemModel::modelReset, this, &AssignmentListTools::updateCounts);
     connect(m_filter, &QLineEdit::textChanged, grid, &DataGrid::setFilterText);
     connect(m_export, &QPushButton::clicked, this, &AssignmentListTools::exportClicked);
-    connect(m_print, &QPushButton::clicked, this, &AssignmentListTools::printRequested);
     updateCounts();
 }
 

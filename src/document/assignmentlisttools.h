@@ -38,10 +38,6 @@ public:
     QLineEdit *filterBox() const { return m_filter; }
     QLabel *countsLabel() const { return m_counts; }
     QPushButton *exportButton() const { return m_export; }
-    QPushButton *printButton() const { return m_print; }
-
-signals:
-    void printRequested();
 
 private:
     void listBound();
@@ -54,7 +50,6 @@ private:
     QLineEdit *m_filter;
     QLabel *m_counts;
     QPushButton *m_export;
-    QPushButton *m_print;
     QDate m_today;
     // The assignment numbers of the previous list: a number not among them is new.
     QSet<qint64> m_seen;
