@@ -8,6 +8,7 @@
 
 #include <QHeaderView>
 #include <QLabel>
+#include <QSettings>
 #include <QTemporaryDir>
 
 using namespace korva;
@@ -200,6 +201,37 @@ private slots:
         QVERIFY(lines[1].startsWith("10,Open,Payment Correction,Refund,"));
         QVERIFY(lines[2].startsWith("100,Open,Referral,\"Audit, \"\"urgent\"\"\","));
         QVERIFY(lines[1].endsWith("\r"));
+    }
+
+    void columnsAndSortAreRememberedButNotWhichAreShown()
+    {
+        QTemporaryDir dir;
+        QSettings settings(dir.filePath(QStringLiteral("k.ini")), QSettings::IniFormat);
+        int number = -1;
+        {
+            Fixture f;
+            f.showWith(threeRows());
+            DataGrid *grid = f.grid();
+            number = grid->columnIndex(QStringLiteral("ASGNMT_NBR"));
+            grid->horizontalHeader()->moveSection(grid->horizontalHeader()->visualIndex(number), 5);
+            grid->setColumnWidth(number, 133);
+            clickHeading(grid, QStringLiteral("ASGNMT_NBR"));
+            f.doc().listTab->listTools->saveLayout(settings);
+        }
+        Fixture f;
+        f.showWith(threeRows());
+        DataGrid *grid = f.grid();
+        f.doc().listTab->listTools->restoreLayout(settings);
+        QCOMPARE(grid->horizontalHeader()->visualIndex(number), 5);
+        QCOMPARE(grid->columnWidth(number), 133);
+        QCOMPARE(shownNumbers(grid), QStringLiteral("9 10 100").split(u' '));
+        QVERIFY(grid->isColumnHidden(grid->columnIndex(QStringLiteral("HIST_CNT"))));
+        // A list queried again keeps them.
+        f.button(0)->click();
+        f.tp.fakeBroker.replyGood({assignments(threeRows())});
+        QCOMPARE(grid->horizontalHeader()->visualIndex(number), 5);
+        QCOMPARE(grid->columnWidth(number), 133);
+        QCOMPARE(shownNumbers(grid), QStringLiteral("9 10 100").split(u' '));
     }
 };
 
