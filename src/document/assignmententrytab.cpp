@@ -189,6 +189,7 @@ void AssignmentEntryTab::layoutControls()
     t->addLayout(officerButtons, 2, 1);
     t->addWidget(optButton[8], 3, 0);
     t->addWidget(cboFTBox[2], 3, 1);
+    cboFTBox[2]->setAccessibleName(tr("Agency")); // its option button is its caption
     t->addWidget(optButton[9], 4, 0);
     t->addWidget(txtBox[2], 4, 1);
     t->setColumnStretch(1, 1);

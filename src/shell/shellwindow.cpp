@@ -46,7 +46,7 @@ void ShellWindow::restoreRemembered()
     const QSettings settings;
     restoreGeometry(settings.value(QStringLiteral("window/geometry")).toByteArray());
     if (m_document && m_document->listTab)
-        m_document->listTab->listTools->restoreLayout(settings);
+        m_document->listTab->tools()->restoreLayout(settings);
 }
 
 void ShellWindow::saveRemembered() const
@@ -56,7 +56,7 @@ void ShellWindow::saveRemembered() const
     QSettings settings;
     settings.setValue(QStringLiteral("window/geometry"), saveGeometry());
     if (m_document && m_document->listTab)
-        m_document->listTab->listTools->saveLayout(settings);
+        m_document->listTab->tools()->saveLayout(settings);
 }
 
 ShellWindow::~ShellWindow() = default;

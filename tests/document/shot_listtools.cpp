@@ -40,7 +40,7 @@ int main(int argc, char *argv[])
     for (int r = 0; r < rs->count(); ++r)
         rs->setValueAt(r, due, f.today().addDays((r * 5) % 23 - 9));
     f.tp.fakeBroker.replyGood({rs});
-    AssignmentListTools *tools = f.doc().listTab->listTools;
+    AssignmentListTools *tools = f.doc().listTab->tools();
     DataGrid *grid = f.grid();
     QApplication::processEvents();
     bool ok = f.doc().grab().save(folder.filePath(QStringLiteral("list-overdue.png")));

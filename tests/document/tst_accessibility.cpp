@@ -24,8 +24,9 @@ private slots:
         f.showWith({Row{.number = 7}});
         KORVA_AssignMaint &doc = f.doc();
         QStringList unnamed;
-        for (int tab = 0; tab < doc.tabTab->count(); ++tab) {
-            doc.tabTab->setCurrentIndex(tab);
+        auto *tabs = doc.findChild<QTabWidget *>(QStringLiteral("tabTab"));
+        for (int tab = 0; tab < tabs->count(); ++tab) {
+            tabs->setCurrentIndex(tab);
             unnamed += testkit::unnamedControls(&doc);
         }
         const auto walk = [&](QWidget *window) {

@@ -94,7 +94,7 @@ private slots:
         QCOMPARE(shownNumbers(grid), QStringLiteral("100 9 10 11").split(u' '));
 
         // Dates as dates: a day in December after one in November, whatever the text.
-        RecordSetPtr rs = f.doc().adoAssignment->recordSet();
+        RecordSetPtr rs = f.grid()->dataControl()->recordSet();
         const int due = rs->fieldIndex(u"DUE_DT");
         rs->setValueAt(0, due, QDate(2026, 12, 1));
         rs->setValueAt(1, due, QDate(2026, 2, 10));
@@ -114,7 +114,7 @@ private slots:
         rows[2].formNumber = QStringLiteral("12345678");
         f.showWith(rows);
         DataGrid *grid = f.grid();
-        QLineEdit *filter = f.doc().listTab->listTools->filterBox();
+        QLineEdit *filter = f.doc().listTab->tools()->filterBox();
         const auto shownFor = [&](const QString &text) {
             filter->setText(text);
             return shownNumbers(grid).join(u' ');
@@ -126,7 +126,7 @@ private slots:
         QCOMPARE(shownFor(QStringLiteral("smith")), QStringLiteral("100 10"));
         QCOMPARE(shownFor(QStringLiteral("smith jr")), QString()); // typed on: narrows again
         QCOMPARE(shownFor(QStringLiteral("9")), QStringLiteral("9"));
-        QCOMPARE(f.doc().listTab->listTools->countsLabel()->text(), QStringLiteral("1 of 3 shown"));
+        QCOMPARE(f.doc().listTab->tools()->countsLabel()->text(), QStringLiteral("1 of 3 shown"));
         QCOMPARE(f.sentCount(), 1); // never a request
 
         // The current row hidden by the filter leaves the commands off.
@@ -160,7 +160,7 @@ private slots:
         QCOMPARE(m->data(m->index(2, 3), Qt::ForegroundRole).value<QBrush>().color(),
                  QColor(Qt::red));
         QVERIFY(m->data(m->index(2, 0), Qt::AccessibleTextRole).toString().startsWith(u"Overdue"));
-        QCOMPARE(f.doc().listTab->listTools->countsLabel()->text(),
+        QCOMPARE(f.doc().listTab->tools()->countsLabel()->text(),
                  QStringLiteral("3 rows, 2 overdue"));
     }
 
@@ -176,7 +176,7 @@ private slots:
         f.tp.fakeBroker.replyGood({assignments(rows)});
         QVERIFY(shown->isFresh(0));
         QCOMPARE(shown->freshCount(), 1);
-        QVERIFY(f.doc().listTab->listTools->countsLabel()->text().endsWith(u", 1 new"));
+        QVERIFY(f.doc().listTab->tools()->countsLabel()->text().endsWith(u", 1 new"));
         f.button(0)->click();
         f.tp.fakeBroker.replyGood({assignments(rows)});
         QCOMPARE(shown->freshCount(), 0);
@@ -188,11 +188,11 @@ private slots:
         f.showWith(threeRows());
         DataGrid *grid = f.grid();
         clickHeading(grid, QStringLiteral("ASGNMT_NBR"));
-        f.doc().listTab->listTools->filterBox()->setText(QStringLiteral("u")); // Audit, Refund
+        f.doc().listTab->tools()->filterBox()->setText(QStringLiteral("u")); // Audit, Refund
         grid->horizontalHeader()->moveSection(grid->columnIndex(QStringLiteral("ASGNMT_NBR")), 0);
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("list.csv"));
-        QVERIFY(f.doc().listTab->listTools->exportCsv(path));
+        QVERIFY(f.doc().listTab->tools()->exportCsv(path));
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QList<QByteArray> lines = file.readAll().split('\n');
@@ -216,12 +216,12 @@ private slots:
             grid->horizontalHeader()->moveSection(grid->horizontalHeader()->visualIndex(number), 5);
             grid->setColumnWidth(number, 133);
             clickHeading(grid, QStringLiteral("ASGNMT_NBR"));
-            f.doc().listTab->listTools->saveLayout(settings);
+            f.doc().listTab->tools()->saveLayout(settings);
         }
         Fixture f;
         f.showWith(threeRows());
         DataGrid *grid = f.grid();
-        f.doc().listTab->listTools->restoreLayout(settings);
+        f.doc().listTab->tools()->restoreLayout(settings);
         QCOMPARE(grid->horizontalHeader()->visualIndex(number), 5);
         QCOMPARE(grid->columnWidth(number), 133);
         QCOMPARE(shownNumbers(grid), QStringLiteral("9 10 100").split(u' '));
