@@ -95,6 +95,7 @@ void frmAssignForward::buildControls()
     }
     cboFTBox0 = new KORVA_CodesCombo(to);
     cboFTBox0->setObjectName(indexed("cboFTBox", 0));
+    cboFTBox0->setAccessibleName(tr("Agency"));
 
     const char *dates[] = {"Effective Date:", "Due Date:", "Expiration Date:"};
     for (int i = 0; i < 3; ++i) {
@@ -109,6 +110,7 @@ void frmAssignForward::buildControls()
     adoOfficers->setObjectName(QStringLiteral("adoOfficers"));
     grdOfficers = new DataGrid(to);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
+    grdOfficers->setAccessibleName(tr("Officers"));
     grdOfficers->setCaption(QStringLiteral("Selected Officers"));
     setUpOfficerGrid(grdOfficers, adoOfficers, QStringLiteral("Registry #"), QStringLiteral("NAME"),
                      u"frmAssignForward.grdOfficers_RowLoaded");

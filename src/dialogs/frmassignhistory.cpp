@@ -89,6 +89,7 @@ void frmAssignHistory::buildControls()
     adoHistory->setObjectName(QStringLiteral("adoHistory"));
     grdHistory = new DataGrid(this);
     grdHistory->setObjectName(QStringLiteral("grdHistory"));
+    grdHistory->setAccessibleName(tr("History"));
     for (const HistoryColumn &c : kHistoryColumns) {
         const QString name = QLatin1String(c.name);
         const QString caption = c.caption ? QLatin1String(c.caption) : name;

@@ -102,6 +102,7 @@ void AssignmentEntryTab::createControls()
     adoOfficers->setObjectName(QStringLiteral("adoOfficers"));
     grdOfficers = new DataGrid(this);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
+    grdOfficers->setAccessibleName(tr("Selected officers"));
     setUpOfficerGrid(grdOfficers, adoOfficers, tr("Officer #"), QStringLiteral("NAME"),
                      u"KORVA_AssignMaint.grdOfficers_RowLoaded");
 }
@@ -188,6 +189,7 @@ void AssignmentEntryTab::layoutControls()
     t->addLayout(officerButtons, 2, 1);
     t->addWidget(optButton[8], 3, 0);
     t->addWidget(cboFTBox[2], 3, 1);
+    cboFTBox[2]->setAccessibleName(tr("Agency")); // its option button is its caption
     t->addWidget(optButton[9], 4, 0);
     t->addWidget(txtBox[2], 4, 1);
     t->setColumnStretch(1, 1);
