@@ -18,6 +18,13 @@ public:
 
     BrokerReply handle(const BrokerRequest &request) override;
     Database &database() { return *m_db; }
+#ifdef KORVA_HAVE_NETWORK
+    // The desk the next requests provably come from, as the bus service found it.
+    void setOrigin(const SignOnOrigin &origin)
+    {
+        m_origin = origin;
+    }
+#endif
 
 private:
     BrokerReply dispatch(const BrokerRequest &request);
@@ -32,6 +39,9 @@ private:
     std::unique_ptr<CodeTables> m_codes;
     QString m_configError; // a connection text that cannot be used
     bool m_keysPurged = false;
+#ifdef KORVA_HAVE_NETWORK
+    SignOnOrigin m_origin;
+#endif
 };
 
 } // namespace korva::server
