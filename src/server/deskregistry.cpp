@@ -75,7 +75,12 @@ QString busUsersConf(const QString &serviceNkey, const QList<DeskEntry> &desks,
     QString out =
         QStringLiteral("# Written by korva-broker (bus init, desk add, desk remove): run those "
                        "again rather than\n# editing it, then reload nats-server.\n"
-                       "authorization {\n  users = [\n"
+                       "# One account for the service and every desk: its limits hold for all of "
+                       "them together,\n# the server's own (max_connections, max_subscriptions) "
+                       "for each connection.\n"
+                       "accounts {\n  KORVA: {\n"
+                       "  limits: {max_connections: 500, max_subscriptions: 5000}\n"
+                       "  users = [\n"
                        "    # the service\n"
                        "    {nkey: \"%1\", permissions: {\n"
                        "      subscribe: [\"%2\"]\n"
@@ -88,7 +93,7 @@ QString busUsersConf(const QString &serviceNkey, const QList<DeskEntry> &desks,
                               "    {nkey: \"%2\", permissions: {publish: [\"%3\"], "
                               "subscribe: [\"kd.%1.>\"]}}\n")
                    .arg(d.name, d.nkey, subject);
-    out += QStringLiteral("  ]\n}\n");
+    out += QStringLiteral("  ]\n  }\n}\n");
     return out;
 }
 
