@@ -211,6 +211,9 @@ int runServe(const QStringList &args, QTextStream &out, QTextStream &err)
     if (!o.values.contains(QStringLiteral("--nats-seed")))
         return usage(err, QStringLiteral("serve needs --nats-seed, the service's bus key "
                                          "(korva-broker bus init makes it)"));
+    if (o.values.value(QStringLiteral("--db")).contains(u":change-me@"))
+        return usage(err, QStringLiteral("the store's password is still the example's "
+                                         "placeholder: set the real one in --db"));
     ServiceOptions options;
     options.server = ServerSettings(o.values.value(QStringLiteral("--db")));
     options.bus.url = o.values.value(QStringLiteral("--nats"));
