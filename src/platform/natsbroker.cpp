@@ -2,19 +2,23 @@
 
 #include "asyncbroker.h"
 #include "errors.h"
+#include "nkeys.h"
 #include "wire.h"
 #include "wirebytes.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QHash>
 #include <QJsonDocument>
 #include <QMutex>
 #include <QPointer>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QTimer>
-#include <QUuid>
 
 #include <nats/nats.h>
+
+#include <csignal>
 
 namespace korva {
 
@@ -49,11 +53,49 @@ BrokerReply decode(const BrokerRequest &request, const char *data, int length)
     }
 }
 
+// 128 random bits: a reply subject no other desk can name ahead of its request.
+QByteArray randomId()
+{
+    return nkeys::generate().seed.left(16).toBase64(QByteArray::Base64UrlEncoding |
+                                                    QByteArray::OmitTrailingEquals);
+}
+
+// A request in its wire form, signed: the message is the caller's to publish and destroy.
+natsMsg *signedMessage(const QByteArray &subject, const QByteArray &reply, const QByteArray &body,
+                       const nkeys::KeyPair &key, const QString &desk)
+{
+    natsMsg *msg = nullptr;
+    check(natsMsg_Create(&msg, subject.constData(), reply.constData(), body.constData(),
+                         int(body.size())),
+          QStringLiteral("The request message"));
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    const QByteArray signature =
+        nkeys::sign(key, NatsSettings::signedText(subject, reply, now, body)).toBase64();
+    natsMsgHeader_Set(msg, kTimeHeader, QByteArray::number(now).constData());
+    natsMsgHeader_Set(msg, kSignatureHeader, signature.constData());
+    if (!desk.isEmpty())
+        natsMsgHeader_Set(msg, kDeskHeader, desk.toUtf8().constData());
+    return msg;
+}
+
 } // namespace
 
-QByteArray NatsSettings::startedSubject(const char *replySubject)
+bool NatsSettings::validDeskName(const QString &desk)
 {
-    return QByteArray(replySubject) + kStartedSuffix;
+    static const QRegularExpression form(QStringLiteral("^[a-z0-9][a-z0-9-]{0,31}$"));
+    return form.match(desk).hasMatch();
+}
+
+QString NatsSettings::replyPrefix(const QString &desk)
+{
+    return QStringLiteral("kd.%1.r").arg(desk);
+}
+
+QByteArray NatsSettings::signedText(const QByteArray &subject, const QByteArray &reply,
+                                    qint64 timeMs, const QByteArray &body)
+{
+    return "korva-request\n" + subject + '\n' + reply + '\n' + QByteArray::number(timeMs) + '\n' +
+           body;
 }
 
 QString NatsSettings::sessionTokenHash(const QString &token)
@@ -62,17 +104,20 @@ QString NatsSettings::sessionTokenHash(const QString &token)
         QCryptographicHash::hash(token.toLatin1(), QCryptographicHash::Sha256).toHex());
 }
 
-QString NatsSettings::noticeSubject(const QString &sessionTokenHash)
+QString NatsSettings::noticeSubject(const QString &desk, const QString &sessionTokenHash)
 {
     // Hashed once more, so that the subject does not give away the key the store holds.
     const QByteArray id = QCryptographicHash::hash("notice:" + sessionTokenHash.toLatin1(),
                                                    QCryptographicHash::Sha256);
-    return QStringLiteral("korva.notice.") + QString::fromLatin1(id.toHex().left(32));
+    return QStringLiteral("kd.%1.n.").arg(desk) + QString::fromLatin1(id.toHex().left(32));
 }
 
 NatsConnection::NatsConnection(const NatsSettings &settings)
     : m_settings(settings)
 {
+    // TLS writes go through plain write(): a bus that closes the connection while the library
+    // writes (a key it refuses, a restart) must end the connection, not the program.
+    std::signal(SIGPIPE, SIG_IGN);
     natsOptions *opts = nullptr;
     check(natsOptions_Create(&opts), QStringLiteral("The message bus options"));
     const auto release = qScopeGuard([opts] { natsOptions_Destroy(opts); });
@@ -89,6 +134,21 @@ NatsConnection::NatsConnection(const NatsSettings &settings)
         check(natsOptions_SetUserInfo(opts, settings.user.toUtf8().constData(),
                                       settings.password.toUtf8().constData()),
               QStringLiteral("The message bus user"));
+    if (!settings.seedFile.isEmpty()) {
+        // The seed stays in its file: the library reads it each time the bus asks for a
+        // signature, and only the public key goes over the wire.
+        const QString key =
+            nkeys::encodeUserPublic(nkeys::readSeedFile(settings.seedFile).publicKey);
+        check(natsOptions_SetNKeyFromSeed(opts, key.toLatin1().constData(),
+                                          settings.seedFile.toUtf8().constData()),
+              QStringLiteral("The message bus key %1").arg(settings.seedFile));
+    }
+    if (!settings.desk.isEmpty()) {
+        // Whatever inbox the library makes for itself stays inside what this desk may hear.
+        check(natsOptions_SetCustomInboxPrefix(
+                  opts, NatsSettings::replyPrefix(settings.desk).toUtf8().constData()),
+              QStringLiteral("The desk's inbox prefix"));
+    }
     if (!settings.credentialsFile.isEmpty())
         check(natsOptions_SetUserCredentialsFromFiles(
                   opts, settings.credentialsFile.toUtf8().constData(), nullptr),
@@ -131,8 +191,12 @@ void NatsConnection::publish(const QString &subject, const QByteArray &data)
 // calls, so every receiver still sees its replies on the UI thread.
 struct NatsBroker::Impl {
     std::unique_ptr<NatsConnection> connection;
-    QByteArray inbox; // "<unique inbox>": each request's reply goes to inbox + ".<id>"
+    QByteArray inbox; // "kd.<desk>.r": each request's reply goes to inbox + ".<random id>"
     QByteArray subject;
+    QString desk;
+    nkeys::KeyPair deskKey;    // signs sign-ons
+    nkeys::KeyPair sessionKey; // signs everything else, once signed on
+    nkeys::KeyPair offered;    // sent with the last sign-on, taken with its token
     natsSubscription *replies = nullptr;
     natsSubscription *notices = nullptr;
     NatsBroker *owner = nullptr;
@@ -143,13 +207,15 @@ struct NatsBroker::Impl {
         BrokerRequest request;
         QTimer *timer = nullptr;
     };
-    QHash<quint64, Pending> pending;
-    quint64 nextId = 1;
+    QHash<QByteArray, Pending> pending;
 
     natsConnection *nc() const { return static_cast<natsConnection *>(connection->handle()); }
-    void arrived(quint64 id, const QByteArray &data, bool noResponders);
-    void started(quint64 id);
-    void expire(quint64 id, const QString &text);
+    void arrived(const QByteArray &id, const QByteArray &data, bool noResponders);
+    void started(const QByteArray &id);
+    void expire(const QByteArray &id, const QString &text);
+    // The request as it goes on the bus, with the key that signs it; a sign-on gets a fresh
+    // session key pair, whose public half it carries.
+    natsMsg *prepare(BrokerRequest &request, const QByteArray &reply, const QString &token);
 
     static void onReply(natsConnection *, natsSubscription *, natsMsg *msg, void *closure);
     static void onNoticeMsg(natsConnection *, natsSubscription *, natsMsg *msg, void *closure);
@@ -169,15 +235,13 @@ struct NatsBroker::Impl {
 void NatsBroker::Impl::onReply(natsConnection *, natsSubscription *, natsMsg *msg, void *closure)
 {
     auto *impl = static_cast<Impl *>(closure);
-    QByteArray subject(natsMsg_GetSubject(msg));
-    const bool started = subject.endsWith(kStartedSuffix);
-    if (started)
-        subject.chop(qsizetype(sizeof kStartedSuffix) - 1);
-    const quint64 id = subject.mid(subject.lastIndexOf('.') + 1).toULongLong();
+    const QByteArray subject(natsMsg_GetSubject(msg));
+    const QByteArray id = subject.mid(subject.lastIndexOf('.') + 1);
     const QByteArray data(natsMsg_GetData(msg), natsMsg_GetDataLength(msg));
     const bool noResponders = natsMsg_IsNoResponders(msg);
     natsMsg_Destroy(msg);
-    if (started) {
+    // A service says it has begun a request with an empty message before the reply.
+    if (data.isEmpty() && !noResponders) {
         QMetaObject::invokeMethod(
             impl->owner, [impl, id] { impl->started(id); }, Qt::QueuedConnection);
         return;
@@ -187,7 +251,7 @@ void NatsBroker::Impl::onReply(natsConnection *, natsSubscription *, natsMsg *ms
         Qt::QueuedConnection);
 }
 
-void NatsBroker::Impl::started(quint64 id)
+void NatsBroker::Impl::started(const QByteArray &id)
 {
     const auto it = pending.constFind(id);
     if (it != pending.cend())
@@ -210,7 +274,7 @@ void NatsBroker::Impl::onNoticeMsg(natsConnection *, natsSubscription *, natsMsg
         Qt::QueuedConnection);
 }
 
-void NatsBroker::Impl::arrived(quint64 id, const QByteArray &data, bool noResponders)
+void NatsBroker::Impl::arrived(const QByteArray &id, const QByteArray &data, bool noResponders)
 {
     if (noResponders) {
         expire(id, noServiceText());
@@ -218,7 +282,7 @@ void NatsBroker::Impl::arrived(quint64 id, const QByteArray &data, bool noRespon
     }
     const auto it = pending.find(id);
     if (it == pending.end())
-        return; // timed out already: the screen had its error reply
+        return; // timed out already, or never asked for by this desk
     Pending p = std::move(it.value());
     pending.erase(it);
     p.timer->stop();
@@ -227,7 +291,7 @@ void NatsBroker::Impl::arrived(quint64 id, const QByteArray &data, bool noRespon
         p.receiver->deliver(decode(p.request, data.constData(), int(data.size())));
 }
 
-void NatsBroker::Impl::expire(quint64 id, const QString &text)
+void NatsBroker::Impl::expire(const QByteArray &id, const QString &text)
 {
     const auto it = pending.find(id);
     if (it == pending.end())
@@ -243,22 +307,49 @@ void NatsBroker::Impl::expire(quint64 id, const QString &text)
     }
 }
 
+natsMsg *NatsBroker::Impl::prepare(BrokerRequest &request, const QByteArray &reply,
+                                   const QString &token)
+{
+    if (request.kind() != RequestKind::SignOn) {
+        if (request.sessionToken().isEmpty())
+            request.setSessionToken(token);
+        return signedMessage(subject, reply, encode(request), sessionKey, QString());
+    }
+    offered = nkeys::generate();
+    request.addParameter(RequestParameter::key(QStringLiteral("SESSION_KEY"),
+                                               QString::fromLatin1(offered.publicKey.toBase64())));
+    return signedMessage(subject, reply, encode(request), deskKey, desk);
+}
+
 NatsBroker::NatsBroker(const NatsSettings &settings, QObject *parent)
     : QObject(parent)
     , d(std::make_unique<Impl>())
-    , m_clientId(QUuid::createUuid().toString(QUuid::WithoutBraces))
 {
     d->owner = this;
+    if (!NatsSettings::validDeskName(settings.desk))
+        raiseError(kComponentError,
+                   QStringLiteral("The desk needs its registered name on the bus (broker/desk): "
+                                  "lower-case letters, digits and hyphens, \"%1\" is not one.")
+                       .arg(settings.desk));
+    if (settings.seedFile.isEmpty())
+        raiseError(kComponentError, QStringLiteral("The desk needs its bus key file "
+                                                   "(broker/seedFile)."));
+    d->desk = settings.desk;
+    d->deskKey = nkeys::readSeedFile(settings.seedFile);
     d->connection = std::make_unique<NatsConnection>(settings);
     d->subject = settings.subject.toUtf8();
-    natsInbox *inbox = nullptr;
-    check(natsInbox_Create(&inbox), QStringLiteral("The reply inbox"));
-    d->inbox = QByteArray(inbox);
-    natsInbox_Destroy(inbox);
-    check(natsConnection_Subscribe(&d->replies, d->nc(), (d->inbox + ".>").constData(),
+    d->inbox = NatsSettings::replyPrefix(settings.desk).toUtf8();
+    check(natsConnection_Subscribe(&d->replies, d->nc(), (d->inbox + ".*").constData(),
                                    &Impl::onReply, d.get()),
           QStringLiteral("The reply inbox"));
     natsConnection_Flush(d->nc());
+}
+
+void NatsBroker::setSessionToken(const QString &token)
+{
+    m_token = token;
+    d->sessionKey = token.isEmpty() ? nkeys::KeyPair() : d->offered;
+    d->offered = nkeys::KeyPair();
 }
 
 NatsBroker::~NatsBroker()
@@ -277,21 +368,20 @@ QString NatsBroker::noServiceText()
 
 void NatsBroker::send(const BrokerRequest &request, BrokerMessage *receiver)
 {
-    const quint64 id = d->nextId++;
+    const QByteArray id = randomId();
     Impl::Pending entry{receiver, request.detached(), new QTimer(this)};
-    if (entry.request.sessionToken().isEmpty())
-        entry.request.setSessionToken(m_token);
     entry.timer->setSingleShot(true);
     connect(entry.timer, &QTimer::timeout, this,
             [this, id] { d->expire(id, AsyncBroker::timeoutText()); });
-    const QByteArray data = encode(entry.request);
+    BrokerRequest work = entry.request;
+    const QByteArray reply = d->inbox + '.' + id;
+    natsMsg *msg = d->prepare(work, reply, m_token);
     // Until a service takes the request up it may wait in that service's queue; it is given
     // as long again for that, and its own time-out starts over when the service says it began.
     entry.timer->start(2 * m_timeoutMs);
     d->pending.insert(id, std::move(entry));
-    const QByteArray reply = d->inbox + '.' + QByteArray::number(id);
-    const natsStatus s = natsConnection_PublishRequest(
-        d->nc(), d->subject.constData(), reply.constData(), data.constData(), int(data.size()));
+    const natsStatus s = natsConnection_PublishMsg(d->nc(), msg);
+    natsMsg_Destroy(msg);
     if (s != NATS_OK) {
         // Screens expect the outcome later, never inside their own send.
         const QString text = QStringLiteral("The request could not be sent on the message bus: %1.")
@@ -304,12 +394,31 @@ void NatsBroker::send(const BrokerRequest &request, BrokerMessage *receiver)
 BrokerReply NatsBroker::call(const BrokerRequest &request)
 {
     BrokerRequest work = request;
-    if (work.sessionToken().isEmpty())
-        work.setSessionToken(m_token);
-    const QByteArray data = encode(work);
+    const QByteArray replySubject = d->inbox + '.' + randomId();
+    natsSubscription *sub = nullptr;
+    natsStatus s = natsConnection_SubscribeSync(&sub, d->nc(), replySubject.constData());
+    const auto unsubscribe = qScopeGuard([&sub] { natsSubscription_Destroy(sub); });
+    natsMsg *msg = d->prepare(work, replySubject, m_token);
+    if (s == NATS_OK)
+        s = natsConnection_PublishMsg(d->nc(), msg);
+    natsMsg_Destroy(msg);
     natsMsg *reply = nullptr;
-    const natsStatus s = natsConnection_Request(&reply, d->nc(), d->subject.constData(),
-                                                data.constData(), int(data.size()), m_timeoutMs);
+    // As with send: twice the time to be taken up, then the whole time once begun.
+    int wait = 2 * m_timeoutMs;
+    while (s == NATS_OK) {
+        s = natsSubscription_NextMsg(&reply, sub, wait);
+        if (s != NATS_OK)
+            break;
+        if (natsMsg_IsNoResponders(reply)) {
+            s = NATS_NO_RESPONDERS;
+        } else if (natsMsg_GetDataLength(reply) == 0) {
+            wait = m_timeoutMs;
+        } else {
+            break;
+        }
+        natsMsg_Destroy(reply);
+        reply = nullptr;
+    }
     if (s == NATS_TIMEOUT)
         return BrokerReply::failure(request, AsyncBroker::timeoutText());
     if (s == NATS_NO_RESPONDERS)
@@ -326,7 +435,8 @@ void NatsBroker::listenForNotices(std::function<void(const QString &)> onNotice)
 {
     Impl::drain(d->notices);
     d->onNotice = std::move(onNotice);
-    const QString subject = NatsSettings::noticeSubject(NatsSettings::sessionTokenHash(m_token));
+    const QString subject =
+        NatsSettings::noticeSubject(d->desk, NatsSettings::sessionTokenHash(m_token));
     check(natsConnection_Subscribe(&d->notices, d->nc(), subject.toUtf8().constData(),
                                    &Impl::onNoticeMsg, d.get()),
           QStringLiteral("The officer's notices"));

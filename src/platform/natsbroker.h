@@ -9,7 +9,11 @@
 
 namespace korva {
 
-inline constexpr char kStartedSuffix[] = ".started";
+// The headers that prove who sent a request: its time (milliseconds since the epoch), an
+// Ed25519 signature in base64, and for a sign-on the desk whose bus key signed it.
+inline constexpr char kTimeHeader[] = "Korva-Time";
+inline constexpr char kSignatureHeader[] = "Korva-Sig";
+inline constexpr char kDeskHeader[] = "Korva-Desk";
 
 // How a desk or a service process reaches the message bus.
 struct NatsSettings {
@@ -19,6 +23,8 @@ struct NatsSettings {
     QString user;                                          // bus credentials, when it asks
     QString password;
     QString credentialsFile; // a .creds file (JWT and seed), instead of user and password
+    QString seedFile;        // this side's bus key (an NKey user seed)
+    QString desk;            // the desk's registered name; empty for the service
     QString caFile;          // TLS: the authority the bus's certificate must come from
     QString certFile;        // TLS: this side's certificate and key, when the bus asks for one
     QString keyFile;
@@ -27,12 +33,17 @@ struct NatsSettings {
     bool tls() const { return !caFile.isEmpty() || !certFile.isEmpty(); }
     // How a session token is kept by the service: its SHA-256, in hex.
     static QString sessionTokenHash(const QString &token);
-    // The subject on which one signed-on desk hears that something arrived for its officer.
-    // It is drawn from the session's token, which only that desk and the service know, so a
-    // desk listening on every notice learns neither whose notice it is nor what it is about.
-    static QString noticeSubject(const QString &sessionTokenHash);
-    // Where a service says it has begun a request whose reply goes to `replySubject`.
-    static QByteArray startedSubject(const char *replySubject);
+    // Every subject a desk may listen on starts with "kd.<desk>."; the bus lets no other
+    // desk listen there. Replies come to "kd.<desk>.r.<id>", notices to "kd.<desk>.n.<id>".
+    static bool validDeskName(const QString &desk);
+    static QString replyPrefix(const QString &desk);
+    // The subject on which one signed-on desk hears that something arrived for its officer,
+    // drawn from the session's token so that it says nothing of whose notice it is.
+    static QString noticeSubject(const QString &desk, const QString &sessionTokenHash);
+    // What a request's signature covers: the reply subject ties it to the desk's inbox, the
+    // time limits how long it could be sent again.
+    static QByteArray signedText(const QByteArray &subject, const QByteArray &reply, qint64 timeMs,
+                                 const QByteArray &body);
 };
 
 // One connection to the bus. Throws ProcError with the bus's own words when it cannot connect.
@@ -56,7 +67,9 @@ private:
 // the reply comes back to this desk's own inbox. The time-out is the request's, counted from
 // when a service begins it (a request may wait as long again in a queue before): past it the
 // receiver gets MsgTimeout and the error reply, and a late reply is dropped, as with the
-// embedded broker. The session token set at sign-on goes with every request.
+// embedded broker. A sign-on is signed with the desk's bus key and carries the public half of
+// a key pair made for the session, held in memory only; every later request carries the
+// session's token and is signed with that key, so a token seen elsewhere acts for nobody.
 class NatsBroker : public QObject, public Broker {
     Q_OBJECT
 public:
@@ -65,10 +78,9 @@ public:
 
     void setTimeout(int milliseconds) { m_timeoutMs = milliseconds; }
     int timeout() const { return m_timeoutMs; }
-    void setSessionToken(const QString &token) { m_token = token; }
+    // Takes the session's key made for the last sign-on along with its token.
+    void setSessionToken(const QString &token);
     const QString &sessionToken() const { return m_token; }
-    // What the service counts failed sign-ons by, besides the officer.
-    const QString &clientId() const { return m_clientId; }
 
     void send(const BrokerRequest &request, BrokerMessage *receiver) override;
     BrokerReply call(const BrokerRequest &request) override;
@@ -84,7 +96,6 @@ private:
     std::unique_ptr<Impl> d;
     int m_timeoutMs = 30000;
     QString m_token;
-    QString m_clientId;
 };
 
 } // namespace korva

@@ -24,8 +24,9 @@ constexpr char kRevokeOfficer[] =
     R"sql(UPDATE KORVA_SESSION SET RVKD_MS = ? WHERE INSP_ID = ? AND RVKD_MS IS NULL)sql";
 
 constexpr char kInsertSession[] = R"sql(
-INSERT INTO KORVA_SESSION (TOKEN_HASH, INSP_ID, CLIENT_ID, CRTD_MS, LAST_MS, EXPR_MS)
-VALUES (?, ?, ?, ?, ?, ?))sql";
+INSERT INTO KORVA_SESSION (TOKEN_HASH, INSP_ID, CLIENT_ID, CRTD_MS, LAST_MS, EXPR_MS, DESK_ID,
+                           SESS_KEY)
+VALUES (?, ?, ?, ?, ?, ?, ?, ?))sql";
 constexpr char kSelectSession[] = R"sql(
 SELECT INSP_ID, LAST_MS, EXPR_MS, RVKD_MS FROM KORVA_SESSION WHERE TOKEN_HASH = ?)sql";
 constexpr char kTouchSession[] =
@@ -34,23 +35,24 @@ constexpr char kRevokeSession[] =
     R"sql(UPDATE KORVA_SESSION SET RVKD_MS = ? WHERE TOKEN_HASH = ? AND RVKD_MS IS NULL)sql";
 constexpr char kPurgeSessions[] = R"sql(DELETE FROM KORVA_SESSION WHERE EXPR_MS < ?)sql";
 
-constexpr char kCountFails[] =
-    R"sql(SELECT COUNT(*) FROM SIGNON_FAIL WHERE SUBJ = ? AND FAIL_MS >= ?)sql";
-constexpr char kInsertFail[] = R"sql(INSERT INTO SIGNON_FAIL (SUBJ, FAIL_MS) VALUES (?, ?))sql";
-constexpr char kClearFails[] = R"sql(DELETE FROM SIGNON_FAIL WHERE SUBJ = ?)sql";
-constexpr char kPurgeFails[] = R"sql(DELETE FROM SIGNON_FAIL WHERE FAIL_MS < ?)sql";
+// One statement per attempt counts it and says how many came before within the window, so
+// that parallel workers and service processes each see their own count and none is lost.
+// Bound: subject, now (three times), window start (twice), now.
+constexpr char kCountTry[] = R"sql(
+INSERT INTO SIGNON_LIMIT (SUBJ, CNT, FIRST_MS, LAST_MS, PREV_MS) VALUES (?, 1, ?, ?, ?)
+ON CONFLICT (SUBJ) DO UPDATE SET
+    CNT = CASE WHEN SIGNON_LIMIT.FIRST_MS < ? THEN 1 ELSE SIGNON_LIMIT.CNT + 1 END,
+    FIRST_MS = CASE WHEN SIGNON_LIMIT.FIRST_MS < ? THEN EXCLUDED.FIRST_MS
+                    ELSE SIGNON_LIMIT.FIRST_MS END,
+    PREV_MS = SIGNON_LIMIT.LAST_MS,
+    LAST_MS = ?
+RETURNING CNT, PREV_MS)sql";
+constexpr char kClearFails[] = R"sql(DELETE FROM SIGNON_LIMIT WHERE SUBJ = ?)sql";
+constexpr char kPurgeFails[] = R"sql(DELETE FROM SIGNON_LIMIT WHERE LAST_MS < ?)sql";
 
 // A session is written back as used at most this often: every request would otherwise be a
 // write.
 constexpr qint64 kTouchEveryMs = 60'000;
-
-const QString &badCredentials()
-{
-    // The same words for an unknown officer, one without a password and a wrong password: the
-    // answer must not tell which officer numbers exist.
-    static const QString text = QStringLiteral("The officer number or the password is not right.");
-    return text;
-}
 
 bool ended(const OfficerRow &officer, const QDate &today)
 {
@@ -75,27 +77,58 @@ QString officerSubject(qint64 officer)
     return QStringLiteral("OFFICER:%1").arg(officer);
 }
 
-QString clientSubject(const QString &client)
+QString deskSubject(const QString &desk)
 {
-    return QStringLiteral("CLIENT:%1").arg(client.left(64));
+    return QStringLiteral("DESK:%1").arg(desk);
 }
 
-void recordFailure(Database &db, qint64 officer, const QString &client, qint64 nowMs)
+struct Tries {
+    qint64 count = 0;  // this attempt included
+    qint64 prevMs = 0; // the attempt before, or now for the first
+};
+
+// Counted and committed before anything is evaluated: a worker that dies mid-way has still
+// spent the attempt.
+Tries countTry(Database &db, const QString &subject, qint64 nowMs, qint64 windowStart)
 {
     Transaction tx(db);
-    if (officer > 0)
-        db.run(QLatin1String(kInsertFail), {officerSubject(officer), nowMs}).finish();
-    if (!client.isEmpty())
-        db.run(QLatin1String(kInsertFail), {clientSubject(client), nowMs}).finish();
+    QSqlQuery &q = db.run(QLatin1String(kCountTry),
+                          {subject, nowMs, nowMs, nowMs, windowStart, windowStart, nowMs});
+    Tries t;
+    if (q.next()) {
+        t.count = q.value(0).toLongLong();
+        t.prevMs = q.value(1).toLongLong();
+    }
+    q.finish();
     tx.commit();
+    return t;
 }
 
-qint64 failures(Database &db, const QString &subject, qint64 sinceMs)
+// Past the officer's allowance each attempt must wait after the one before: one second, then
+// two, four… up to the policy's longest. A stranger's guesses hold the officer back by no more
+// than that after the last of them, instead of locking the officer out.
+bool mustWait(const Tries &t, qint64 nowMs, const AuthPolicy &policy)
 {
-    return db.scalar(QLatin1String(kCountFails), {subject, sinceMs}).toLongLong();
+    const qint64 over = t.count - policy.maxFailsPerOfficer;
+    if (over <= 0)
+        return false;
+    const qint64 delayMs =
+        qMin<qint64>(qint64(policy.maxDelaySeconds) * 1000, 1000LL << qMin<qint64>(over - 1, 20));
+    return nowMs - t.prevMs < delayMs;
+}
+
+bool validSessionKey(const QString &key)
+{
+    return QByteArray::fromBase64(key.toLatin1()).size() == crypto_sign_PUBLICKEYBYTES;
 }
 
 } // namespace
+
+const QString &badCredentials()
+{
+    static const QString text = QStringLiteral("The officer number or the password is not right.");
+    return text;
+}
 
 QString hashPassword(const QString &password)
 {
@@ -144,43 +177,37 @@ void setPassword(Database &db, qint64 officer, const QString &password, const QD
 }
 
 BrokerReply handleSignOn(HandlerContext &ctx, const BrokerRequest &request,
-                         const AuthPolicy &policy)
+                         const AuthPolicy &policy, const SignOnOrigin &origin)
 {
     Database &db = ctx.db;
+    if (origin.desk.isEmpty() || !validSessionKey(origin.sessionKey))
+        throw RequestError(QStringLiteral("A sign-on must come from a registered desk with the "
+                                          "key of its session."));
+    const QString number = request.keyValue(u"OFFICER").trimmed();
     bool ok = false;
-    const qint64 officerId = request.keyValue(u"OFFICER").trimmed().toLongLong(&ok);
+    const qint64 officerId = number.toLongLong(&ok);
     const QString password = request.keyValue(u"PASSWORD");
-    const QString client = request.keyValue(u"CLIENT").trimmed();
     const qint64 nowMs = ctx.now.toMSecsSinceEpoch();
     const qint64 windowStart = nowMs - qint64(policy.failWindowMinutes) * 60'000;
 
-    // Counted before the password is looked at, so that a guesser learns nothing more once
-    // the limit is reached, not even from a right guess.
-    if (!client.isEmpty() &&
-        failures(db, clientSubject(client), windowStart) >= policy.maxFailsPerClient)
-        throw RequestError(QStringLiteral("Too many failed sign-ons from this desk: try again "
-                                          "in %1 minutes.")
+    // The desk is the one that proved itself by its bus key, and its limit holds before any
+    // hash is evaluated: guesses cost the guesser, not every desk.
+    if (countTry(db, deskSubject(origin.desk), nowMs, windowStart).count > policy.maxTriesPerDesk)
+        throw RequestError(QStringLiteral("Too many sign-ons from this desk: try again in %1 "
+                                          "minutes.")
                                .arg(policy.failWindowMinutes));
-    if (ok && officerId > 0 &&
-        failures(db, officerSubject(officerId), windowStart) >= policy.maxFailsPerOfficer)
-        throw RequestError(QStringLiteral("Too many failed sign-ons for officer %1: try again "
-                                          "in %2 minutes.")
-                               .arg(officerId)
-                               .arg(policy.failWindowMinutes));
-
+    // Counted by the number given, whether or not such an officer exists.
+    const Tries tries =
+        countTry(db, officerSubject(ok ? officerId : 0).left(80), nowMs, windowStart);
     const auto officer = ok && officerId > 0 ? findOfficer(db, officerId) : std::nullopt;
     const QString stored =
         officer ? db.scalar(QLatin1String(kSelectHash), {officerId}).toString() : QString();
-    // An unknown officer costs a hash as well, so that the time taken does not tell either.
+    // Every refusal below costs one hash, so that the time taken tells no more than the words.
     static const QString decoy = hashPassword(QStringLiteral("decoy password"));
-    const bool right =
-        verifyPassword(stored.isEmpty() ? decoy : stored, password) && !stored.isEmpty();
-    if (!right) {
-        recordFailure(db, officer ? officerId : 0, client, nowMs);
+    const bool held = mustWait(tries, nowMs, policy);
+    const bool matches = verifyPassword(stored.isEmpty() || held ? decoy : stored, password);
+    if (!matches || held || stored.isEmpty() || ended(*officer, ctx.today))
         throw RequestError(badCredentials());
-    }
-    if (ended(*officer, ctx.today))
-        throw RequestError(endedText(*officer));
 
     unsigned char raw[32];
     randombytes_buf(raw, sizeof raw);
@@ -194,8 +221,9 @@ BrokerReply handleSignOn(HandlerContext &ctx, const BrokerRequest &request,
     db.run(QLatin1String(kPurgeSessions), {nowMs}).finish();
     db.run(QLatin1String(kPurgeFails), {windowStart}).finish();
     purgeRequestKeys(db, ctx.now);
-    db.run(QLatin1String(kInsertSession), {tokenHash(token), officerId, client.left(64), nowMs,
-                                           nowMs, expires.toMSecsSinceEpoch()})
+    db.run(QLatin1String(kInsertSession),
+           {tokenHash(token), officerId, origin.desk, nowMs, nowMs, expires.toMSecsSinceEpoch(),
+            origin.desk, origin.sessionKey})
         .finish();
     db.run(QLatin1String(kClearFails), {officerSubject(officerId)}).finish();
     tx.commit();

@@ -23,15 +23,27 @@ struct AuthPolicy {
     int idleMinutes = 30;   // a session unused this long has ended
     int lifetimeHours = 12; // and none outlives a working day
     int failWindowMinutes = 15;
-    int maxFailsPerOfficer = 5;
-    int maxFailsPerClient = 20;
+    int maxFailsPerOfficer = 5; // then each attempt waits twice as long as the one before
+    int maxTriesPerDesk = 20;
+    int maxDelaySeconds = 900;
 };
 
-// Kind 94: key OFFICER and PASSWORD (and CLIENT, the desk's own identity) in; the record set
-// SESSION (TOKEN, INSP_ID, REGION, EXPR_TS) out. The token is 256 random bits, shown once:
-// the store keeps only its hash.
+// Where a sign-on came from, as the service proved it: the registered desk whose bus key
+// signed the request, and the public half of the key pair that desk made for the session.
+struct SignOnOrigin {
+    QString desk;
+    QString sessionKey; // base64 of 32 bytes
+};
+
+// Kind 94: key OFFICER and PASSWORD in; the record set SESSION (TOKEN, INSP_ID, REGION,
+// EXPR_TS) out. The token is 256 random bits, shown once: the store keeps only its hash, with
+// the desk and the session's key that every later request must be signed with.
 BrokerReply handleSignOn(HandlerContext &ctx, const BrokerRequest &request,
-                         const AuthPolicy &policy);
+                         const AuthPolicy &policy, const SignOnOrigin &origin);
+
+// The same words for an unknown officer, a wrong password, a retired officer and one whose
+// guesses wait: the answer must not tell which officer numbers exist or which are held.
+const QString &badCredentials();
 // Kind 95: the session the request carries ends now.
 BrokerReply handleSignOff(HandlerContext &ctx, const BrokerRequest &request);
 

@@ -62,6 +62,26 @@ Handler handlerFor(int kind)
     }
 }
 
+// The context's values that reach the store: the station is kept with each new assignment.
+// Checked here, where the context is read, so that both stores refuse alike instead of one
+// cutting, one storing and one failing on the column.
+void checkContextValues(const Session &s)
+{
+    constexpr int kStationChars = 12;
+    const QString station = s.values.value(QStringLiteral("STATION_ID"));
+    if (station.size() > kStationChars)
+        throw RequestError(QStringLiteral("The context's STATION_ID is %1 characters long; the "
+                                          "station is at most %2.")
+                               .arg(station.size())
+                               .arg(kStationChars));
+    for (const QChar c : station) {
+        if (!c.isLetterOrNumber() && c != u'-' && c != u'_' && c != u'.')
+            throw RequestError(QStringLiteral("The context's STATION_ID \"%1\" holds characters "
+                                              "a station name does not.")
+                                   .arg(station));
+    }
+}
+
 } // namespace
 
 ServerBackend::ServerBackend(const ServerSettings &settings)
@@ -153,10 +173,11 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
     }
 #ifdef KORVA_HAVE_NETWORK
     if (request.kind() == RequestKind::SignOn)
-        return handleSignOn(ctx, request, policy());
+        return handleSignOn(ctx, request, policy(), m_origin);
     if (m_settings.requireSession || !request.sessionToken().isEmpty()) {
         ctx.session = fromToken(ctx, request);
         m_officer = ctx.session.officerId;
+        checkContextValues(ctx.session);
         if (request.kind() == RequestKind::SignOff)
             return handleSignOff(ctx, request);
         return handler(ctx, request);
@@ -168,6 +189,7 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
     else
         ctx.session = signedOn(request);
     m_officer = ctx.session.officerId;
+    checkContextValues(ctx.session);
     return handler(ctx, request);
 }
 

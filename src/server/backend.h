@@ -20,6 +20,13 @@ public:
     Database &database() { return *m_db; }
     // The officer the last request was answered for, 0 when it named none that held.
     qint64 lastOfficer() const { return m_officer; }
+#ifdef KORVA_HAVE_NETWORK
+    // The desk the next requests provably come from, as the bus service found it.
+    void setOrigin(const SignOnOrigin &origin)
+    {
+        m_origin = origin;
+    }
+#endif
 
 private:
     BrokerReply dispatch(const BrokerRequest &request);
@@ -35,6 +42,9 @@ private:
     QString m_configError; // a connection text that cannot be used
     bool m_keysPurged = false;
     qint64 m_officer = 0;
+#ifdef KORVA_HAVE_NETWORK
+    SignOnOrigin m_origin;
+#endif
 };
 
 } // namespace korva::server

@@ -18,6 +18,7 @@
 
 #ifdef KORVA_HAVE_NETWORK
 #include "auth.h"
+#include "buscommand.h"
 #include "database.h"
 #include "service.h"
 
@@ -34,11 +35,12 @@ constexpr char kUsage[] =
     "<request.json | ->\n"
     "       korva-broker demo --db <connection> [--size <assignments>] [--force] [--seed <n>]\n"
 #ifdef KORVA_HAVE_NETWORK
-    "       korva-broker serve --db <connection> --nats <url> [--subject <s>] [--queue <q>]\n"
-    "                    [--workers <n>] [--idle-minutes <n>] [--nats-user <u> --nats-password "
-    "<p>]\n"
-    "                    [--nats-creds <file>] [--tls-ca <file>] [--tls-cert <file> --tls-key "
-    "<file>]\n"
+    "       korva-broker serve --db <connection> --nats <url> --nats-seed <file> [--subject <s>]\n"
+    "                    [--queue <q>] [--workers <n>] [--idle-minutes <n>]\n"
+    "                    [--tls-ca <file>] [--tls-cert <file> --tls-key <file>]\n"
+    "       korva-broker bus init --db <connection> --conf-dir <dir> [--subject <s>]\n"
+    "       korva-broker desk add|remove <name> --db <connection> --conf-dir <dir>\n"
+    "       korva-broker desk list --db <connection>\n"
     "       korva-broker passwd --db <connection> --officer <id>   (the password on standard "
     "input)\n"
 #endif
@@ -195,27 +197,29 @@ extern "C" void requestStop(int)
 
 int runServe(const QStringList &args, QTextStream &out, QTextStream &err)
 {
-    const QSet<QString> withValue{QStringLiteral("--db"),         QStringLiteral("--nats"),
-                                  QStringLiteral("--subject"),    QStringLiteral("--queue"),
-                                  QStringLiteral("--workers"),    QStringLiteral("--idle-minutes"),
-                                  QStringLiteral("--nats-user"),  QStringLiteral("--nats-password"),
-                                  QStringLiteral("--nats-creds"), QStringLiteral("--tls-ca"),
-                                  QStringLiteral("--tls-cert"),   QStringLiteral("--tls-key")};
+    const QSet<QString> withValue{QStringLiteral("--db"),        QStringLiteral("--nats"),
+                                  QStringLiteral("--subject"),   QStringLiteral("--queue"),
+                                  QStringLiteral("--workers"),   QStringLiteral("--idle-minutes"),
+                                  QStringLiteral("--nats-seed"), QStringLiteral("--tls-ca"),
+                                  QStringLiteral("--tls-cert"),  QStringLiteral("--tls-key")};
     const Options o = parse(args, withValue, {});
     if (!o.error.isEmpty())
         return usage(err, o.error);
     if (!o.values.contains(QStringLiteral("--db")) || !o.values.contains(QStringLiteral("--nats")))
         return usage(err, QStringLiteral("serve needs --db and --nats"));
+    // No bus identity ships with the program: without its own key the service does not start.
+    if (!o.values.contains(QStringLiteral("--nats-seed")))
+        return usage(err, QStringLiteral("serve needs --nats-seed, the service's bus key "
+                                         "(korva-broker bus init makes it)"));
+    if (o.values.value(QStringLiteral("--db")).contains(u":change-me@"))
+        return usage(err, QStringLiteral("the store's password is still the example's "
+                                         "placeholder: set the real one in --db"));
     ServiceOptions options;
     options.server = ServerSettings(o.values.value(QStringLiteral("--db")));
     options.bus.url = o.values.value(QStringLiteral("--nats"));
     options.bus.subject = o.values.value(QStringLiteral("--subject"), options.bus.subject);
     options.queue = o.values.value(QStringLiteral("--queue"), options.queue);
-    options.bus.user = o.values.value(QStringLiteral("--nats-user"));
-    // A password on the command line shows in the process list; the environment does not.
-    options.bus.password = o.values.value(QStringLiteral("--nats-password"),
-                                          qEnvironmentVariable("KORVA_NATS_PASSWORD"));
-    options.bus.credentialsFile = o.values.value(QStringLiteral("--nats-creds"));
+    options.bus.seedFile = o.values.value(QStringLiteral("--nats-seed"));
     options.bus.caFile = o.values.value(QStringLiteral("--tls-ca"));
     options.bus.certFile = o.values.value(QStringLiteral("--tls-cert"));
     options.bus.keyFile = o.values.value(QStringLiteral("--tls-key"));
@@ -299,6 +303,10 @@ int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStre
     const QStringList rest = arguments.mid(1);
     if (const int status = runAdminCommand(command, rest, out, err); status >= 0)
         return status;
+#ifdef KORVA_HAVE_NETWORK
+    if (const int status = runBusCommand(command, rest, out, err); status >= 0)
+        return status;
+#endif
     if (command == u"run")
         return runRequest(rest, out, err);
     if (command == u"demo")

@@ -237,6 +237,26 @@ constexpr char kSchemaV8[] = R"sql(
 CREATE INDEX ASGNMT_WORK_OPEN_IX ON ASGNMT (ASGNMT_STTS_CD, OFCR_TO_ID, DUE_DT);
 CREATE INDEX ASGNMT_WORK_CLSD_IX ON ASGNMT (ASGNMT_STTS_CD, CLSE_DT, OFCR_TO_ID)
 )sql";
+// Version 9: the desks registered on the bus by their public keys; each session bound to the
+// desk it signed on at and to the key its requests are signed with; sign-on attempts counted
+// in one row per officer number or desk, so that one statement counts and reads them.
+constexpr char kSchemaV9[] = R"sql(
+CREATE TABLE KORVA_DESK (
+    DESK_ID VARCHAR(32) NOT NULL PRIMARY KEY,
+    NKEY CHAR(56) NOT NULL UNIQUE,
+    CRTD_MS BIGINT NOT NULL
+);
+ALTER TABLE KORVA_SESSION ADD COLUMN DESK_ID VARCHAR(32);
+ALTER TABLE KORVA_SESSION ADD COLUMN SESS_KEY VARCHAR(64);
+CREATE TABLE SIGNON_LIMIT (
+    SUBJ VARCHAR(80) NOT NULL PRIMARY KEY,
+    CNT INTEGER NOT NULL,
+    FIRST_MS BIGINT NOT NULL,
+    LAST_MS BIGINT NOT NULL,
+    PREV_MS BIGINT NOT NULL
+);
+DROP TABLE SIGNON_FAIL
+)sql";
 constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
 constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
 constexpr char kCatchUpHistoryPg[] = R"sql(
@@ -251,11 +271,11 @@ constexpr char kInsertVersion[] = R"sql(INSERT INTO KORVA_SCHEMA (VERSION) VALUE
 constexpr char kLockVersionPg[] = R"sql(LOCK TABLE KORVA_SCHEMA IN EXCLUSIVE MODE)sql";
 
 // In dependency order, dependants first.
-const char *const kTables[] = {"KORVA_ADMIN_LOG", "KORVA_REQ",   "SIGNON_FAIL", "KORVA_SESSION",
-                               "OFFICER_PWD",     "ASGNMT_HIST", "REFUND",      "ASGNMT",
-                               "CUST_FORM",       "CUSTOMER",    "TROOP",       "ZTB_ASGNMT_TYPE",
-                               "ZTB_CODE",        "USR_RGHT",    "OFFICER",     "PRNT_TMPLT",
-                               "KORVA_SEQ",       "KORVA_SCHEMA"};
+const char *const kTables[] = {"KORVA_DESK",  "SIGNON_LIMIT",    "KORVA_ADMIN_LOG", "KORVA_REQ",
+                               "SIGNON_FAIL", "KORVA_SESSION",   "OFFICER_PWD",     "ASGNMT_HIST",
+                               "REFUND",      "ASGNMT",          "CUST_FORM",       "CUSTOMER",
+                               "TROOP",       "ZTB_ASGNMT_TYPE", "ZTB_CODE",        "USR_RGHT",
+                               "OFFICER",     "PRNT_TMPLT",      "KORVA_SEQ",       "KORVA_SCHEMA"};
 
 QStringList split(const char *text)
 {
@@ -280,7 +300,8 @@ const QList<Migration> &migrations()
                                        {5, split(kSchemaV5), split(kSchemaV5Pg)},
                                        {6, split(kSchemaV6)},
                                        {7, split(kSchemaV7)},
-                                       {8, split(kSchemaV8)}};
+                                       {8, split(kSchemaV8)},
+                                       {9, split(kSchemaV9)}};
     return list;
 }
 

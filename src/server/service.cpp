@@ -2,6 +2,7 @@
 
 #include "backend.h"
 #include "database.h"
+#include "requestproof.h"
 #include "servererror.h"
 #include "servicelog.h"
 
@@ -24,7 +25,8 @@ namespace korva::server {
 namespace {
 
 constexpr char kLiveSessions[] = R"sql(
-SELECT TOKEN_HASH FROM KORVA_SESSION WHERE INSP_ID = ? AND RVKD_MS IS NULL AND EXPR_MS > ?)sql";
+SELECT TOKEN_HASH, DESK_ID FROM KORVA_SESSION
+WHERE INSP_ID = ? AND RVKD_MS IS NULL AND EXPR_MS > ? AND DESK_ID IS NOT NULL)sql";
 constexpr char kAssignmentParties[] =
     R"sql(SELECT OFCR_FRM_ID, OFCR_TO_ID FROM ASGNMT WHERE ASGNMT_NBR = ?)sql";
 
@@ -103,62 +105,63 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
     QElapsedTimer took;
     took.start();
     const char *replyTo = natsMsg_GetReply(msg);
-    // The desk's time-out counts from here, not from when the request joined the queue.
-    if (replyTo)
-        natsConnection_Publish(nc(), NatsSettings::startedSubject(replyTo).constData(), nullptr, 0);
     const QJsonDocument doc = QJsonDocument::fromJson(
         QByteArray::fromRawData(natsMsg_GetData(msg), natsMsg_GetDataLength(msg)));
+    if (!replyTo || !doc.isObject())
+        return;
     BrokerRequest request;
-    BrokerReply reply;
-    bool parsed = false;
-    if (!doc.isObject()) {
-        reply.error = QStringLiteral("The request is not in the broker's wire form.");
-    } else {
-        try {
-            request = wire::requestFromJson(doc.object());
-            parsed = true;
-        } catch (const ProcError &e) {
-            reply.error = e.description();
-        }
+    try {
+        request = wire::requestFromJson(doc.object());
+    } catch (const ProcError &) {
+        return;
     }
-    if (parsed && request.kind() == RequestKind::CodeList) {
+    if (!w.backend)
+        w.backend = std::make_unique<ServerBackend>(options.server);
+    // A request that cannot prove which desk sent it is neither run nor answered: its reply
+    // subject could be any desk's, and its token anyone's.
+    std::optional<Caller> caller;
+    try {
+        Database &db = w.backend->database();
+        db.open();
+        caller = proveCaller(db, msg, request, QDateTime::currentMSecsSinceEpoch());
+    } catch (const std::exception &) {
+    }
+    if (!caller)
+        return;
+    // The desk's time-out counts from here, not from when the request joined the queue.
+    natsConnection_Publish(nc(), replyTo, nullptr, 0);
+    BrokerReply reply;
+    if (request.kind() == RequestKind::CodeList) {
         // Query texts from desks run on the desks, over their own copy of the code tables.
-        parsed = false;
         reply = BrokerReply::failure(
             request, QStringLiteral("The broker service does not run code-list queries: a desk "
                                     "reads its code lists from its own copy of the code tables."));
-    }
-    if (parsed) {
-        if (!w.backend)
-            w.backend = std::make_unique<ServerBackend>(options.server);
+    } else {
+        w.backend->setOrigin({caller->desk, caller->sessionKey});
         reply = w.backend->handle(request);
     }
-    if (replyTo) {
-        const QByteArray data = encode(reply);
-        natsConnection_Publish(nc(), replyTo, data.constData(), int(data.size()));
-    }
+    const QByteArray data = encode(reply);
+    natsConnection_Publish(nc(), replyTo, data.constData(), int(data.size()));
     answered.fetchAndAddOrdered(1);
     // A sign-on is logged under the officer it tried, whether or not the password held.
-    const qint64 officer = !parsed ? 0
-                           : request.kind() == RequestKind::SignOn
+    const qint64 officer = request.kind() == RequestKind::SignOn
                                ? request.keyValue(u"OFFICER").trimmed().toLongLong()
                                : w.backend->lastOfficer();
     logRequest(officer, request.kind(), reply.error.isEmpty(), took.elapsed());
-    if (!parsed || !reply.error.isEmpty() || request.kind() != RequestKind::AssignmentUpdate)
+    if (!reply.error.isEmpty() || request.kind() != RequestKind::AssignmentUpdate)
         return;
     // The update is saved whatever happens here: a notice that cannot be made is only missed.
     try {
-        // The back end has held the context to the session's officer already.
-        const qint64 me = Session::fromContext(request.context()).officerId;
         static const QByteArray text = QByteArrayLiteral("ASSIGNMENT");
         Database &db = w.backend->database();
         const qint64 nowMs = QDateTime::currentMSecsSinceEpoch();
-        for (const qint64 officer : noticeRecipients(db, request, me)) {
+        for (const qint64 officer : noticeRecipients(db, request, caller->officer)) {
             // Each desk the officer is signed on at hears it on its own session's subject.
             QSqlQuery &q = db.run(QLatin1String(kLiveSessions), {officer, nowMs});
             while (q.next()) {
                 const QByteArray subject =
-                    NatsSettings::noticeSubject(q.value(0).toString()).toUtf8();
+                    NatsSettings::noticeSubject(q.value(1).toString(), q.value(0).toString())
+                        .toUtf8();
                 natsConnection_Publish(nc(), subject.constData(), text.constData(),
                                        int(text.size()));
             }

@@ -172,8 +172,8 @@ QString ShellSession::signOnWithPassword(int officer, const QString &password)
             bus.caFile = m_options.brokerCaFile;
             bus.certFile = m_options.brokerCertFile;
             bus.keyFile = m_options.brokerKeyFile;
-            bus.user = m_options.brokerUser;
-            bus.password = m_options.brokerPassword;
+            bus.desk = m_options.brokerDesk;
+            bus.seedFile = m_options.brokerSeedFile;
             bus.name = QStringLiteral("korva desk");
             m_bus = std::make_unique<NatsBroker>(bus);
             m_bus->setTimeout(m_options.brokerTimeoutMs);
@@ -188,7 +188,6 @@ QString ShellSession::signOnWithPassword(int officer, const QString &password)
     request.addParameter(
         RequestParameter::key(QStringLiteral("OFFICER"), QString::number(officer)));
     request.addParameter(RequestParameter::key(QStringLiteral("PASSWORD"), password));
-    request.addParameter(RequestParameter::key(QStringLiteral("CLIENT"), m_bus->clientId()));
     m_bus->setSessionToken(QString());
     const BrokerReply reply = m_bus->call(request);
     const RecordSetPtr rs = reply.recordSet(QStringLiteral("SESSION"));

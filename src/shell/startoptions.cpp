@@ -158,8 +158,8 @@ bool StartCommandLine::parse(const QStringList &arguments, const QSettings &sett
     m_options.brokerCaFile = settings.value(key(SettingsKey::BrokerCaFile)).toString();
     m_options.brokerCertFile = settings.value(key(SettingsKey::BrokerCertFile)).toString();
     m_options.brokerKeyFile = settings.value(key(SettingsKey::BrokerKeyFile)).toString();
-    m_options.brokerUser = settings.value(key(SettingsKey::BrokerUser)).toString();
-    m_options.brokerPassword = settings.value(key(SettingsKey::BrokerPassword)).toString();
+    m_options.brokerDesk = settings.value(key(SettingsKey::BrokerDesk)).toString();
+    m_options.brokerSeedFile = settings.value(key(SettingsKey::BrokerSeedFile)).toString();
     if (m_options.networked() && (m_parser.isSet(m_demo) || m_parser.isSet(m_database)))
         return fail(QStringLiteral("--broker signs on to a service: --db and --demo are for a "
                                    "desk's own database."));

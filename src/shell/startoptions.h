@@ -25,8 +25,8 @@ struct StartOptions {
     QString brokerCaFile;  // TLS to the bus, from the settings
     QString brokerCertFile;
     QString brokerKeyFile;
-    QString brokerUser; // the desks' account on the bus, when it asks for one
-    QString brokerPassword;
+    QString brokerDesk;     // this desk's registered name on the bus
+    QString brokerSeedFile; // and its bus key, made by korva-broker desk add
 
     bool networked() const { return !broker.isEmpty(); }
 
@@ -76,8 +76,8 @@ inline constexpr auto BrokerSubject = "broker/subject";
 inline constexpr auto BrokerCaFile = "broker/tlsCaFile";
 inline constexpr auto BrokerCertFile = "broker/tlsCertFile";
 inline constexpr auto BrokerKeyFile = "broker/tlsKeyFile";
-inline constexpr auto BrokerUser = "broker/user";
-inline constexpr auto BrokerPassword = "broker/password";
+inline constexpr auto BrokerDesk = "broker/desk";
+inline constexpr auto BrokerSeedFile = "broker/seedFile";
 } // namespace SettingsKey
 
 } // namespace korva

@@ -19,17 +19,17 @@ private slots:
 
 void TestNetworkOperator::aDeskCannotSubmitRefundRequests()
 {
-    NatsServer bus;
-    KORVA_NEEDS_NATS(bus);
     Store store;
+    NatsServer bus(currentConnection());
+    KORVA_NEEDS_NATS(bus);
     ServiceOptions options;
     options.server = ServerSettings(currentConnection());
-    options.bus = bus.settings(QStringLiteral("korva.op"));
+    options.bus = bus.service();
     BrokerService service(options);
     const qint64 refunds = store.count(QStringLiteral("SELECT COUNT(*) FROM REFUND"));
     for (const qint64 officer : {DemoOfficer::System, DemoOfficer::Demo}) {
         setPassword(store.db(), officer, QLatin1String(kPassword), QDateTime::currentDateTime());
-        NatsBroker desk(bus.settings(QStringLiteral("korva.op")));
+        NatsBroker desk(bus.desk());
         QCOMPARE(signOn(desk, officer, QLatin1String(kPassword)), QString());
         BrokerRequest r = request(kRefundRequestsKind, officer);
         r.addRecordSet(QStringLiteral("REFUND"),
