@@ -50,10 +50,11 @@ QString advice(const QString &raw, const StartOptions &o, const QString &where)
             .arg(url, o.brokerCaFile, ca, QLatin1String(SettingsKey::BrokerUrl), where);
     }
     if (mentions(cause, {"Authorization", "Authentication", "Permissions Violation"}))
-        return QStringLiteral("The message bus refused this desk's account. Check the settings "
-                              "%1 and %2%3; the administrator gives the desks' account.")
-            .arg(QLatin1String(SettingsKey::BrokerUser),
-                 QLatin1String(SettingsKey::BrokerPassword), where);
+        return QStringLiteral("The message bus refused this desk's key. Check the settings "
+                              "%1 (the desk's name) and %2 (its key file)%3; the administrator "
+                              "registers each desk and hands out its key file.")
+            .arg(QLatin1String(SettingsKey::BrokerDesk),
+                 QLatin1String(SettingsKey::BrokerSeedFile), where);
     if (mentions(cause, {"could not be reached", "No Server", "Connection refused", "timed out",
                        "Timeout"}))
         return QStringLiteral("Nothing answered at %1. Check the address in the setting %2 (or "

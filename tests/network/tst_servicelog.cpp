@@ -36,9 +36,9 @@ private slots:
 
 void TestServiceLog::oneLinePerRequestWithNothingTheDeskSent()
 {
-    NatsServer bus;
-    KORVA_NEEDS_NATS(bus);
     Store store;
+    NatsServer bus(currentConnection());
+    KORVA_NEEDS_NATS(bus);
     setPassword(store.db(), DemoOfficer::Demo, QLatin1String(kPassword),
                 QDateTime::currentDateTime());
     const QString wrong = QStringLiteral("wrong horse 7");
@@ -52,9 +52,9 @@ void TestServiceLog::oneLinePerRequestWithNothingTheDeskSent()
         const auto restore = qScopeGuard([previous] { qInstallMessageHandler(previous); });
         ServiceOptions options;
         options.server = ServerSettings(currentConnection());
-        options.bus = bus.settings(QStringLiteral("korva.log"));
+        options.bus = bus.service();
         BrokerService service(options);
-        NatsBroker desk(bus.settings(QStringLiteral("korva.log")));
+        NatsBroker desk(bus.desk());
         QVERIFY(!signOn(desk, DemoOfficer::Demo, wrong).isEmpty());
         QCOMPARE(signOn(desk, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
         token = desk.sessionToken();

@@ -114,7 +114,7 @@ void TestSignOnDialog::connectionTextsSayWhatToDo()
     QVERIFY(explainSignOnProblem(QStringLiteral("The message bus at tls://bus:4222 could not be "
                                                 "reached: Authorization Violation (x)."),
                                  o, file)
-                .contains(u"broker/user and broker/password"));
+                .contains(u"broker/desk (the desk's name) and broker/seedFile"));
     QVERIFY(explainSignOnProblem(QStringLiteral("The message bus at tls://bus:4222 could not be "
                                                 "reached: No Server Available (x)."),
                                  o, file)

@@ -151,7 +151,8 @@ void TestServerStore::migrationsBringOlderStoresUpToDate()
     QTextStream o(&out), e(&err);
     QCOMPARE(
         runOperatorCommand({QStringLiteral("serve"), QStringLiteral("--db"), currentConnection(),
-                            QStringLiteral("--nats"), QStringLiteral("nats://127.0.0.1:1")},
+                            QStringLiteral("--nats"), QStringLiteral("nats://127.0.0.1:1"),
+                            QStringLiteral("--nats-seed"), QStringLiteral("/nonexistent.nk")},
                            o, e),
         2);
     QVERIFY2(err.contains(newer), qPrintable(err));
