@@ -196,7 +196,9 @@ void runDesk(int desk, const NatsSettings &bus, int intervalMs, int seconds, Res
         const qint64 due = qint64(n) * intervalMs;
         if (intervalMs > 0 && run.elapsed() < due)
             QThread::msleep(quint64(due - run.elapsed()));
-        const bool save = n % 10 == 9;
+        // Every tenth request a save, each desk at its own turn: a run shorter than ten
+        // intervals still has saves in it, spread over the whole run.
+        const bool save = (n + desk) % 10 == 9;
         const QString comment = QStringLiteral("%1 desk %2 #%3").arg(phase).arg(desk).arg(n);
         if (save) {
             std::lock_guard g(out.lock);
@@ -434,10 +436,11 @@ int main(int argc, char *argv[])
     std::printf("store %s, %d service process(es), %d desks, %lld rows in the list\n",
                 qPrintable(ConnectionSpec::parse(connection).display()), services, desks, listRows);
     std::printf("steady (%d ms apart, %d s): %lld requests, list p50 %.1f ms p99 %.1f ms, "
-                "save p50 %.1f ms p99 %.1f ms, %lld errors\n",
+                "%lld saves p50 %.1f ms p99 %.1f ms, %lld errors\n",
                 interval, seconds, qint64(steady.done), percentile(steady.listMs, 0.5),
-                percentile(steady.listMs, 0.99), percentile(steady.saveMs, 0.5),
-                percentile(steady.saveMs, 0.99), qint64(steady.errors.size()));
+                percentile(steady.listMs, 0.99), qint64(steady.saveMs.size()),
+                percentile(steady.saveMs, 0.5), percentile(steady.saveMs, 0.99),
+                qint64(steady.errors.size()));
     std::printf("saturated: %.0f requests/s (%lld in %.1f s), list p50 %.1f ms p99 %.1f ms, "
                 "%lld errors\n",
                 double(saturated.done) / saturatedWall, qint64(saturated.done), saturatedWall,
@@ -459,8 +462,9 @@ int main(int argc, char *argv[])
                 lost, doubled);
     for (const QString &e : std::as_const(steady.errors).mid(0, 5))
         std::printf("  error: %s\n", qPrintable(e));
-    const bool met = percentile(steady.listMs, 0.99) < 50.0 && steady.errors.isEmpty() &&
-                     saturated.errors.isEmpty() && lost == 0 && doubled == 0;
+    const bool met = percentile(steady.listMs, 0.99) < 50.0 && !steady.saveMs.isEmpty() &&
+                     steady.errors.isEmpty() && saturated.errors.isEmpty() && lost == 0 &&
+                     doubled == 0;
     std::printf("target (p99 < 50 ms, no error, nothing lost or doubled): %s\n",
                 met ? "met" : "NOT met");
     if (natsServer.state() == QProcess::Running) {

@@ -19,9 +19,9 @@ void fillHeader(BrokerRequest &request, const QString &messageId, int kind)
 {
     const UserContext *user = platform().user;
     request.setMessageId(messageId);
-    request.setVersion(user ? user->versionText() : QStringLiteral("1.0"));
+    request.setVersion(user->versionText());
     request.setKind(kind);
-    request.setContext(user ? user->contextText() : QString());
+    request.setContext(user->contextText());
 }
 
 // The update each screen sent last and has had no answer to, by normalised identity.
@@ -50,12 +50,6 @@ QString newRequestKey(const QString &messageId)
     static const QString desk = QString::number(QRandomGenerator::system()->generate64(), 36);
     static quint64 counter = 0;
     return QStringLiteral("%1.%2.%3").arg(messageId.trimmed(), desk).arg(++counter);
-}
-
-void status(const char *text)
-{
-    if (platform().status)
-        platform().status->StatusText(QLatin1String(text));
 }
 
 } // namespace
@@ -107,8 +101,7 @@ void handleDataReady(QStringView source, const QString &identity, const QString 
     guard(
         source,
         [&] {
-            if (platform().pointer)
-                platform().pointer->setBusy();
+            platform().pointer->setBusy();
             if (!own)
                 raiseQuiet();
             const QString error = ReplyCheck(messageId, source.toString(), message);
@@ -117,22 +110,23 @@ void handleDataReady(QStringView source, const QString &identity, const QString 
             if (flags.UpdatePending && !flags.TimedOut)
                 updateAnswered(messageId);
             if (!error.isEmpty()) {
-                if (platform().messages)
-                    platform().messages->msgBox(error, MsgStyle::Critical,
-                                                modMessageTitle::MessageTitle());
+                platform().messages->msgBox(error, MsgStyle::Critical,
+                                            modMessageTitle::MessageTitle());
                 if (flags.TimedOut) {
                     if (routes.enableTabs)
                         routes.enableTabs(true);
-                    status(StatusTexts::QueryTimedOut);
+                    platform().status->StatusText(QLatin1String(StatusTexts::QueryTimedOut));
                 } else {
                     flags.QueryFailed = true;
                     if (!flags.UpdatePending) {
-                        status(StatusTexts::QueryNotSuccessful);
+                        platform().status->StatusText(
+                            QLatin1String(StatusTexts::QueryNotSuccessful));
                     } else {
                         flags.UpdatePending = false;
                         if (routes.enableTabs)
                             routes.enableTabs(true);
-                        status(StatusTexts::UpdateNotSuccessful);
+                        platform().status->StatusText(
+                            QLatin1String(StatusTexts::UpdateNotSuccessful));
                     }
                 }
                 flags.ReplyReceived = true;

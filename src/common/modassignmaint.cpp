@@ -11,7 +11,7 @@ QString OfficerDisplayName(const QString &idText)
 {
     bool ok = false;
     const int id = idText.trimmed().toInt(&ok);
-    if (!ok || !platform().lookups)
+    if (!ok)
         return QString();
     const std::optional<OfficerInfo> officer = platform().lookups->officer(id);
     if (!officer)

@@ -1,6 +1,7 @@
 #include "dialogs/frmaddofficer.h"
 
 #include "common/modassignmaint.h"
+#include "common/officergrid.h"
 #include "dialogs/assignmentinfo.h"
 #include "platform/controls/datagrid.h"
 #include "platform/controls/officerselect.h"
@@ -56,19 +57,10 @@ void frmAddOfficer::buildControls()
     grdAddOfficers = new DataGrid(this);
     grdAddOfficers->setObjectName(QStringLiteral("grdAddOfficers"));
     grdAddOfficers->setCaption(QStringLiteral("Added Officers"));
-    grdAddOfficers->addColumn(QStringLiteral("INSP_ID"), QStringLiteral("Registry#"),
-                              QStringLiteral("INSP_ID"));
-    // The name parts feed "Name"; shown apart they would only repeat it.
-    for (const char *part : {"INSP_NME_LST", "INSP_NME_FRST", "INSP_NME_MDL_INT"})
-        grdAddOfficers->addColumn(QLatin1String(part), QLatin1String(part), QLatin1String(part),
-                                  false);
-    grdAddOfficers->addColumn(QStringLiteral("Propername"), QStringLiteral("Name"));
+    setUpOfficerGrid(grdAddOfficers, adoAddOfficers, QStringLiteral("Registry#"),
+                     QStringLiteral("Propername"), u"frmAddOfficer.grdAddOfficers_RowLoaded");
     grdAddOfficers->addColumn(QStringLiteral("ACTION"), QStringLiteral("ACTION"), QString(), false);
-    grdAddOfficers->setSelectionBehavior(QAbstractItemView::SelectRows);
     grdAddOfficers->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    grdAddOfficers->verticalHeader()->hide();
-    grdAddOfficers->horizontalHeader()->setStretchLastSection(true);
-    grdAddOfficers->setDataControl(adoAddOfficers);
 
     cmdClear = new QPushButton(QStringLiteral("Clear Added Officers"), this);
     cmdClear->setObjectName(QStringLiteral("cmdClear"));
@@ -99,7 +91,6 @@ void frmAddOfficer::buildControls()
 
     connect(ftOfficerSelect, &KORVA_OfficerSelect::OfficerSelected, this,
             &frmAddOfficer::ftOfficerSelect_OfficerSelected);
-    connect(grdAddOfficers, &DataGrid::RowLoaded, this, &frmAddOfficer::grdAddOfficers_RowLoaded);
     connect(cmdOK, &QPushButton::clicked, this, &frmAddOfficer::cmdOK_Click);
     connect(cmdCancel, &QPushButton::clicked, this, &frmAddOfficer::cmdCancel_Click);
     connect(cmdClear, &QPushButton::clicked, this, &frmAddOfficer::cmdClear_Click);
@@ -163,8 +154,7 @@ void frmAddOfficer::ftOfficerSelect_OfficerSelected()
 {
     guard(u"frmAddOfficer.ftOfficerSelect_OfficerSelected", [&] {
         if (!NewOfficer()) {
-            if (platform().beeper)
-                platform().beeper->beep();
+            platform().beeper->beep();
             raiseQuiet();
         }
         // Unbound while the row is added: the bound list's cursor follows the grid's current
@@ -177,19 +167,6 @@ void frmAddOfficer::ftOfficerSelect_OfficerSelected()
         m_officers->setValue(u"INSP_NME_MDL_INT", ftOfficerSelect->MiddleInitial());
         m_officers->update();
         RefreshAddOfficersGrid();
-    });
-}
-
-void frmAddOfficer::grdAddOfficers_RowLoaded(GridRow &row)
-{
-    guard(u"frmAddOfficer.grdAddOfficers_RowLoaded", [&] {
-        if (grdAddOfficers->rowCount() == 0 || row.isEmpty())
-            return;
-        row.setText(QStringLiteral("Propername"),
-                    modAssignMaint::ProperName(
-                        row.text(QStringLiteral("INSP_NME_LST")).trimmed(),
-                        row.text(QStringLiteral("INSP_NME_FRST")).trimmed(),
-                        row.text(QStringLiteral("INSP_NME_MDL_INT")).trimmed(), QString()));
     });
 }
 

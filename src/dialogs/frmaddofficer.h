@@ -35,7 +35,6 @@ private:
     void SetGridBolding(DataGrid *grid);
     bool NewOfficer();
     void ftOfficerSelect_OfficerSelected();
-    void grdAddOfficers_RowLoaded(GridRow &row);
     void cmdOK_Click();
     void cmdCancel_Click();
     void cmdClear_Click();

@@ -1,7 +1,9 @@
 // The forward dialog: its controls, loading, the choice of target and the officer list.
 #include "dialogs/frmassignforward.h"
 
+#include "common/controlnames.h"
 #include "common/modassignmaint.h"
+#include "common/officergrid.h"
 #include "dialogs/assignmentinfo.h"
 #include "dialogs/frmaddofficer.h"
 #include "platform/broker.h"
@@ -27,11 +29,6 @@
 namespace korva {
 
 namespace {
-
-QString indexed(const char *array, int index)
-{
-    return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
-}
 
 RecordSetPtr newOfficerList()
 {
@@ -113,18 +110,9 @@ void frmAssignForward::buildControls()
     grdOfficers = new DataGrid(to);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
     grdOfficers->setCaption(QStringLiteral("Selected Officers"));
-    grdOfficers->addColumn(QStringLiteral("INSP_ID"), QStringLiteral("Registry #"),
-                           QStringLiteral("INSP_ID"));
-    // The name parts feed "Name"; shown apart they would only repeat it.
-    for (const char *part : {"INSP_NME_LST", "INSP_NME_FRST", "INSP_NME_MDL_INT"})
-        grdOfficers->addColumn(QLatin1String(part), QLatin1String(part), QLatin1String(part),
-                               false);
-    grdOfficers->addColumn(QStringLiteral("NAME"), QStringLiteral("Name"));
-    grdOfficers->setSelectionBehavior(QAbstractItemView::SelectRows);
-    grdOfficers->verticalHeader()->hide();
-    grdOfficers->horizontalHeader()->setStretchLastSection(true);
+    setUpOfficerGrid(grdOfficers, adoOfficers, QStringLiteral("Registry #"), QStringLiteral("NAME"),
+                     u"frmAssignForward.grdOfficers_RowLoaded");
     grdOfficers->setMinimumHeight(100);
-    grdOfficers->setDataControl(adoOfficers);
 }
 
 void frmAssignForward::layoutControls()
@@ -187,8 +175,6 @@ void frmAssignForward::connectHandlers()
     txtComment->viewport()->installEventFilter(this);
     for (int i = 0; i < 3; ++i)
         connect(dtpFTDate[i], &KORVA_DTP::Change, this, [this, i] { CheckDates(i); });
-    connect(grdOfficers, &DataGrid::RowLoaded, this,
-            [this](GridRow &row) { grdOfficers_RowLoaded(row); });
 }
 
 void frmAssignForward::ensureLoaded()
@@ -391,19 +377,6 @@ void frmAssignForward::mEventAddOfficer_SendOK(const RecordSetPtr &officers)
             txtBox[0]->clear();
             txtBox[0]->setEnabled(false);
         }
-    });
-}
-
-void frmAssignForward::grdOfficers_RowLoaded(GridRow &row)
-{
-    guard(u"frmAssignForward.grdOfficers_RowLoaded", [&] {
-        if (row.isEmpty())
-            return;
-        row.setText(QStringLiteral("NAME"),
-                    modAssignMaint::ProperName(
-                        row.text(QStringLiteral("INSP_NME_LST")).trimmed(),
-                        row.text(QStringLiteral("INSP_NME_FRST")).trimmed(),
-                        row.text(QStringLiteral("INSP_NME_MDL_INT")).trimmed(), QString()));
     });
 }
 

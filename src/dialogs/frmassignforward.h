@@ -61,7 +61,6 @@ private:
     void cmdButton_Click(int index);
     void bindOfficers(RecordSetPtr list);
     void clearOfficers();
-    void grdOfficers_RowLoaded(GridRow &row);
     int selectedOption() const; // -1 when none
 
     // frmassignforward_input.cpp: typing, pasting and the dates.

@@ -21,8 +21,7 @@ constexpr int kCommentBox = 2;
 
 void beep()
 {
-    if (platform().beeper)
-        platform().beeper->beep();
+    platform().beeper->beep();
 }
 
 QDate plusDays(const QDate &day, qint16 count)
@@ -216,7 +215,7 @@ void frmAssignForward::CheckDates(int index)
 
 QDate frmAssignForward::today() const
 {
-    return platform().clock ? platform().clock->today() : QDate::currentDate();
+    return platform().clock->today();
 }
 
 } // namespace korva

@@ -19,15 +19,7 @@
 
 namespace korva {
 
-namespace {
-
-void status(const QString &text)
-{
-    if (platform().status)
-        platform().status->StatusText(text);
-}
-
-} // namespace
+namespace {} // namespace
 
 bool frmAssignForward::CheckEdits()
 {
@@ -132,10 +124,9 @@ void frmAssignForward::SaveDataForward()
                                                     QStringLiteral("ASSIGNMENT"), rows);
         m_messageId = request.readBack();
         mZelbMessage->send(request);
-        if (platform().pointer)
-            platform().pointer->setBusy();
+        platform().pointer->setBusy();
         m_timedOut = false;
-        status(QStringLiteral("Saving Forward Of Assignment ... "));
+        platform().status->StatusText(QStringLiteral("Saving Forward Of Assignment ... "));
     });
 }
 
@@ -145,8 +136,7 @@ void frmAssignForward::mZelbMessage_DataReady(const QString &identity)
         u"frmAssignForward.mZelbMessage_DataReady",
         [&] {
             requireOwnReply(identity, m_formIdentity);
-            if (platform().pointer)
-                platform().pointer->setBusy();
+            platform().pointer->setBusy();
             const QString error = ReplyCheck(
                 m_formIdentity, QStringLiteral("frmAssignForward.mZelbMessage_DataReady"),
                 *mZelbMessage);
@@ -158,10 +148,10 @@ void frmAssignForward::mZelbMessage_DataReady(const QString &identity)
                 platform().messages->msgBox(error, MsgStyle::Critical,
                                             modMessageTitle::MessageTitle());
                 if (m_timedOut)
-                    status(QLatin1String(StatusTexts::QueryTimedOut));
+                    platform().status->StatusText(QLatin1String(StatusTexts::QueryTimedOut));
                 raiseQuiet();
             }
-            status(QLatin1String(StatusTexts::Ready));
+            platform().status->StatusText(QLatin1String(StatusTexts::Ready));
             hide();
             emit SendOK();
         },

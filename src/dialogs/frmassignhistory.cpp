@@ -138,10 +138,9 @@ void frmAssignHistory::LoadAssignmentHistory(RecordSetPtr &history)
             if (grdHistory->rowCount() > 0)
                 grdHistory->setCurrentRow(0);
             grdHistory->setRedraw(true);
-            if (platform().status)
-                platform().status->StatusText(history->count() >= 1
-                                                  ? QStringLiteral("Displaying Assignment History")
-                                                  : QStringLiteral("No Assignment History"));
+            platform().status->StatusText(history->count() >= 1
+                                              ? QStringLiteral("Displaying Assignment History")
+                                              : QStringLiteral("No Assignment History"));
         },
         Quiet::Swallow, [&] { grdHistory->setRedraw(true); });
 }

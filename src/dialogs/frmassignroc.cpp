@@ -16,15 +16,7 @@
 
 namespace korva {
 
-namespace {
-
-void status(const QString &text)
-{
-    if (platform().status)
-        platform().status->StatusText(text);
-}
-
-} // namespace
+namespace {} // namespace
 
 frmAssignROC::frmAssignROC(QWidget *parent)
     : QDialog(parent)
@@ -166,7 +158,7 @@ void frmAssignROC::SaveData()
                                                     QStringLiteral("ASSIGNMENT"), rows);
         m_messageId = mZelbMessage->send(request);
         m_timedOut = false;
-        status(QStringLiteral("Saving Reply Of Assignment ... "));
+        platform().status->StatusText(QStringLiteral("Saving Reply Of Assignment ... "));
     });
 }
 
@@ -175,8 +167,7 @@ void frmAssignROC::mZelbMessage_DataReady(const QString &identity)
     guard(u"frmAssignROC.mZelbMessage_DataReady", [&] {
         if (normalisedIdentity(identity) != normalisedIdentity(m_formIdentity))
             raiseQuiet();
-        if (platform().pointer)
-            platform().pointer->setBusy();
+        platform().pointer->setBusy();
         const QString source = QStringLiteral("frmAssignROC.mZelbMessage_DataReady");
         // The pending request's own reply when it is at hand, else the latest for this form.
         const BrokerReply *pending = mZelbMessage->replyByTag(m_messageId);
@@ -185,14 +176,12 @@ void frmAssignROC::mZelbMessage_DataReady(const QString &identity)
         if (!m_timedOut)
             updateAnswered(m_formIdentity); // a timed-out save keeps its key for Save again
         if (!error.isEmpty()) {
-            if (platform().messages)
-                platform().messages->msgBox(error, MsgStyle::Critical,
-                                            modMessageTitle::MessageTitle());
+            platform().messages->msgBox(error, MsgStyle::Critical, modMessageTitle::MessageTitle());
             if (m_timedOut)
-                status(QLatin1String(StatusTexts::QueryTimedOut));
+                platform().status->StatusText(QLatin1String(StatusTexts::QueryTimedOut));
             raiseQuiet();
         }
-        status(QLatin1String(StatusTexts::Ready));
+        platform().status->StatusText(QLatin1String(StatusTexts::Ready));
         hide();
         emit SendOK();
     });

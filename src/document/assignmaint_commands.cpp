@@ -1,6 +1,7 @@
 // The row commands of the list tab and the entry tab's look-ups: each opens its dialog with
 // the selected assignment and leaves the outcome to the sinks (assignmaint_events.cpp).
 #include "assignmententrytab.h"
+#include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
 
 #include "common/modassignmaint.h"
@@ -23,16 +24,13 @@ namespace {
 
 int showMessage(const QString &prompt, int style)
 {
-    if (!platform().messages)
-        raiseError(kComponentError, QStringLiteral("No message boxes are available."));
     return platform().messages->msgBox(prompt, style, modMessageTitle::MessageTitle());
 }
 
 // A modal run starts from an idle pointer: the user must be able to work in the dialog.
 void idlePointer()
 {
-    if (platform().pointer)
-        platform().pointer->setDefault();
+    platform().pointer->setDefault();
 }
 
 template <class Dialog> void release(QPointer<Dialog> &reference)
@@ -49,7 +47,7 @@ template <class Dialog> void release(QPointer<Dialog> &reference)
 
 bool KORVA_AssignMaint::mayCloseSelected() const
 {
-    if (platform().user && platform().user->inGroup(QStringLiteral("ASSIGNMENTCLOSERS")))
+    if (platform().user->inGroup(QStringLiteral("ASSIGNMENTCLOSERS")))
         return true;
     return !entry->creatorClosesOnly() || m_selectedCreator == m_officerId;
 }
@@ -109,7 +107,7 @@ void KORVA_AssignMaint::ProcessCmdForwardClick()
 {
     guard(u"KORVA_AssignMaint.ProcessCmdForwardClick", [&] {
         // As the grid holds it, the way the row click reads it.
-        QString type = grdAssignment->currentText(QStringLiteral("ASGNMT_TYP_CD"));
+        QString type = listTab->grid()->currentText(QStringLiteral("ASGNMT_TYP_CD"));
         entry->FormatTypeCode(type);
         // The forward dialog's date rules read the component's counts, not only its arguments.
         modAssignMaint::TypeDayCounts &counts = modAssignMaint::componentDayCounts();
@@ -143,9 +141,9 @@ void KORVA_AssignMaint::ProcessCmdHistoryClick()
                          {RequestParameter::key(QStringLiteral("ASGNMT_NBR"), m_selectedNumber),
                           RequestParameter::key(QStringLiteral("HISTORY"), QStringLiteral("YES"))});
         m_readBack = request.readBack();
-        status(QStringLiteral("Loading information"));
+        platform().status->StatusText(QStringLiteral("Loading information"));
         HistoryPending = true;
-        grdAssignment->setEnabled(false);
+        listTab->grid()->setEnabled(false);
         m_flags.TimedOut = false;
         mZelbMessage->send(request);
     });
@@ -161,7 +159,7 @@ void KORVA_AssignMaint::LoadHistory()
         dialog->PassParameters(parameters);
         dialog->LoadAssignmentHistory(history);
         HistoryPending = false;
-        grdAssignment->setEnabled(true);
+        listTab->grid()->setEnabled(true);
         tabTab->setEnabled(true);
         idlePointer();
         dialog->exec();

@@ -18,15 +18,7 @@ constexpr int kCommentMaxLength = 2000;
 
 void inform(const QString &prompt, int style = MsgStyle::Information)
 {
-    if (!platform().messages)
-        raiseError(kComponentError, QStringLiteral("No message boxes are available."));
     platform().messages->msgBox(prompt, style, modMessageTitle::MessageTitle());
-}
-
-void requireClipboard()
-{
-    if (!platform().clipboard)
-        raiseError(kComponentError, QStringLiteral("The clipboard is not available."));
 }
 
 void setComment(QPlainTextEdit *box, const QString &text)
@@ -45,7 +37,6 @@ void KORVA_AssignMaint::ProcessCmdCopyComments()
             inform(QStringLiteral("No comments available to copy."));
             return;
         }
-        requireClipboard();
         platform().clipboard->clear();
         platform().clipboard->setText(comment);
     });
@@ -54,7 +45,6 @@ void KORVA_AssignMaint::ProcessCmdCopyComments()
 void KORVA_AssignMaint::ProcessCmdPasteComments()
 {
     guard(u"KORVA_AssignMaint.ProcessCmdPasteComments", [&] {
-        requireClipboard();
         const QString pasted = platform().clipboard->text().trimmed();
         if (pasted.isEmpty()) {
             inform(QStringLiteral("No comments available to paste."));
@@ -66,8 +56,7 @@ void KORVA_AssignMaint::ProcessCmdPasteComments()
         QString joined = current.isEmpty() ? pasted : current + u'\n' + pasted;
         if (joined.size() >= kCommentMaxLength) {
             joined.truncate(kCommentMaxLength);
-            if (platform().beeper)
-                platform().beeper->beep();
+            platform().beeper->beep();
         }
         setComment(entry->txtComment, joined);
     });
@@ -78,9 +67,7 @@ void KORVA_AssignMaint::ProcessCmdSpellCheck()
     guard(u"KORVA_AssignMaint.ProcessCmdSpellCheck", [&] {
         QString why;
         std::unique_ptr<SpellCheckObject> dictionary =
-            platform().spelling ? platform().spelling->CreateObject(
-                                      QStringLiteral("TAVROUtilities.Dictionary"), &why)
-                                : nullptr;
+            platform().spelling->CreateObject(QStringLiteral("TAVROUtilities.Dictionary"), &why);
         if (!dictionary) {
             if (why.trimmed().isEmpty())
                 why = QStringLiteral("The spell checker is not available on this computer.");

@@ -1,5 +1,6 @@
 // What the document does when a dialog reports back through its event object.
 #include "assignmententrytab.h"
+#include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
 
 #include "platform/controls/datagrid.h"
@@ -103,8 +104,7 @@ void KORVA_AssignMaint::mEventAddOfficer_SendOK(const RecordSetPtr &officers)
             entry->grdOfficers->setRedraw(true);
             if (list->count() > 0) {
                 // The list takes the place of the single officer number.
-                if (platform().marks)
-                    platform().marks->ClearFieldError(entry->txtBox[1]);
+                platform().marks->ClearFieldError(entry->txtBox[1]);
                 entry->txtBox[1]->clear();
             }
         },

@@ -1,5 +1,6 @@
 // The operations the shell calls, and the saving of a new assignment.
 #include "assignmententrytab.h"
+#include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
 
 #include "common/modassignmaint.h"
@@ -9,7 +10,6 @@
 
 #include <QCoreApplication>
 #include <QTabWidget>
-#include <QThread>
 
 namespace korva {
 
@@ -19,8 +19,6 @@ const QString kSaveQuestion = QStringLiteral("Would you like to save this new as
 
 int ask(const QString &prompt, int style)
 {
-    if (!platform().messages)
-        raiseError(kComponentError, QStringLiteral("No message boxes are available."));
     return platform().messages->msgBox(prompt, style, modMessageTitle::MessageTitle());
 }
 
@@ -43,9 +41,9 @@ bool KORVA_AssignMaint::DataChanged()
 {
     bool changed = false;
     guard(u"KORVA_AssignMaint.DataChanged", [&] {
-        status(QStringLiteral("Checking Document Data ..."));
+        platform().status->StatusText(QStringLiteral("Checking Document Data ..."));
         changed = entry->isChanged();
-        status(QLatin1String(StatusTexts::Ready));
+        platform().status->StatusText(QLatin1String(StatusTexts::Ready));
     });
     return changed;
 }
@@ -54,8 +52,7 @@ void KORVA_AssignMaint::BeforeUnload()
 {
     guard(u"KORVA_AssignMaint.BeforeUnload", [&] {
         ConfigureToolbar(true);
-        if (platform().shell)
-            platform().shell->leave(true);
+        platform().shell->leave(true);
         if (mZelbMessage) {
             // A reply that arrives from now on finds no handler.
             mZelbMessage->disconnect(this);
@@ -76,7 +73,7 @@ bool KORVA_AssignMaint::SaveData()
         }
         tabTab->setCurrentIndex(1);
         SaveNewAssignment();
-        status(QStringLiteral("Saving Assignment ... "));
+        platform().status->StatusText(QStringLiteral("Saving Assignment ... "));
         m_flags.UpdatePending = true;
         m_flags.TimedOut = false;
         tabTab->setEnabled(false);
@@ -112,14 +109,13 @@ bool KORVA_AssignMaint::CloseDocument()
             // ends the wait through a bad reply, so the loop needs no bound of its own.
             while (!m_flags.ReplyReceived) {
                 QCoreApplication::processEvents();
-                QThread::msleep(500);
+                platform().clock->pause(500);
                 QCoreApplication::processEvents();
             }
             closes = !m_flags.QueryFailed;
         }
         ConfigureToolbar(true);
-        if (platform().shell)
-            platform().shell->leave(true);
+        platform().shell->leave(true);
         result = closes;
     });
     return result;
@@ -139,8 +135,7 @@ bool KORVA_AssignMaint::NeedSave()
         } else if (answer == MsgAnswer::No) {
             result = false;
         } else {
-            if (platform().pointer)
-                platform().pointer->setDefault();
+            platform().pointer->setDefault();
             result = true;
         }
     });
@@ -153,7 +148,7 @@ void KORVA_AssignMaint::FileNew()
         tabTab->setCurrentIndex(1);
         askToSave();
         entry->ClearNewAssignment();
-        status(QLatin1String(StatusTexts::Ready));
+        platform().status->StatusText(QLatin1String(StatusTexts::Ready));
     });
 }
 
@@ -196,7 +191,7 @@ QString KORVA_AssignMaint::AssembleParameters()
     guard(u"KORVA_AssignMaint.AssembleParameters", [&] {
         QStringList values;
         for (const char *column : kParameterColumns)
-            values.append(grdAssignment->currentText(QLatin1String(column)));
+            values.append(listTab->grid()->currentText(QLatin1String(column)));
         parameters = values.join(QLatin1Char('~'));
     });
     return parameters;

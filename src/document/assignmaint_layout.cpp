@@ -22,26 +22,6 @@ void KORVA_AssignMaint::buildControls()
     entry = new AssignmentEntryTab(tabTab);
     entry->setObjectName(QStringLiteral("entry"));
     tabTab->addTab(entry, QStringLiteral("New Assignment"));
-    // One array view over both tabs: each element is its tab's own control.
-    for (int i = 0; i < 6; ++i)
-        cmdButton[i] = listTab->cmdButton[i];
-    for (int i = 6; i < 12; ++i)
-        cmdButton[i] = entry->cmdButton[i];
-    for (int i = 1; i < 4; ++i)
-        optButton[i] = listTab->optButton[i];
-    for (int i = 7; i < 10; ++i)
-        optButton[i] = entry->optButton[i];
-    for (int i = 0; i < 2; ++i)
-        dtpFTDate[i] = listTab->dtpFTDate[i];
-    for (int i = 2; i < 5; ++i)
-        dtpFTDate[i] = entry->dtpFTDate[i];
-    optSent = listTab->optSent;
-    optCurrentOfficer = listTab->optCurrentOfficer;
-    optAllOfficers = listTab->optAllOfficers;
-    chkBox[2] = listTab->chkBox[2];
-    adoAssignment = listTab->adoAssignment;
-    grdAssignment = listTab->grdAssignment;
-
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(tabTab);

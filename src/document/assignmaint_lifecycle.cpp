@@ -29,8 +29,6 @@ void KORVA_AssignMaint::UserDocument_Show()
 
         listTab->setUpGrid();
 
-        if (!platform().user)
-            raiseError(kComponentError, QStringLiteral("No user context is available."));
         m_officerId = toInteger16(double(platform().user->officerId()));
         listTab->setOfficerId(m_officerId);
         entry->setOfficerId(m_officerId);
@@ -75,8 +73,6 @@ void KORVA_AssignMaint::SetTabOrder()
 
 void KORVA_AssignMaint::ConfigureToolbar(bool flag)
 {
-    if (!platform().shell)
-        return;
     for (int button : {9, 8, 7, 12, 14})
         platform().shell->setToolbarButton(button, flag, documentIdentity());
 }

@@ -23,9 +23,10 @@ void KORVA_AssignMaint::LoadMyAssignments()
             return;
         }
         const QList<RequestParameter> keys = listTab->searchKeys();
-        status(listTab->receivedChosen()
-                   ? QStringLiteral("Requesting for assignments due that you received")
-                   : QStringLiteral("Requesting for assignments due that you sent"));
+        platform().status->StatusText(
+            listTab->receivedChosen()
+                ? QStringLiteral("Requesting for assignments due that you received")
+                : QStringLiteral("Requesting for assignments due that you sent"));
         if (!mZelbMessage)
             raiseError(kComponentError, QStringLiteral("The document has been unloaded."));
         const BrokerRequest request = composeQuery(MessageID, RequestKind::Query, keys);
@@ -39,31 +40,30 @@ void KORVA_AssignMaint::RefreshGrid()
     guard(u"KORVA_AssignMaint.RefreshGrid", [&] {
         const RecordSetPtr rows = mZelbMessage->recordSet(MessageID, QStringLiteral("ASSIGNMENT"));
         if (!rows) {
-            if (platform().status)
-                platform().status->emptyResult(QStringLiteral("ASSIGNMENT"));
+            platform().status->emptyResult(QStringLiteral("ASSIGNMENT"));
             return;
         }
         m_assignmentClosers = platform().user->inGroup(QStringLiteral("ASSIGNMENTCLOSERS"));
         listTab->showRows(rows);
-        status(rows->count() > 0 ? QStringLiteral("Displaying Assignments")
-                                 : QStringLiteral("No Assignments found"));
+        platform().status->StatusText(rows->count() > 0 ? QStringLiteral("Displaying Assignments")
+                                                        : QStringLiteral("No Assignments found"));
     });
 }
 
 void KORVA_AssignMaint::grdAssignment_Click()
 {
     guard(u"KORVA_AssignMaint.grdAssignment_Click", [&] {
-        if (grdAssignment->currentRow() < 0)
+        if (listTab->grid()->currentRow() < 0)
             return;
-        m_selectedNumber = grdAssignment->currentText(QStringLiteral("ASGNMT_NBR"));
+        m_selectedNumber = listTab->grid()->currentText(QStringLiteral("ASGNMT_NBR"));
         // Both as the grid holds them: a padded status is not "O".
-        QString type = grdAssignment->currentText(QStringLiteral("ASGNMT_TYP_CD"));
+        QString type = listTab->grid()->currentText(QStringLiteral("ASGNMT_TYP_CD"));
         entry->FormatTypeCode(type);
         m_selectedType = type;
-        m_selectedStatus = grdAssignment->currentText(QStringLiteral("ASGNMT_STTS_CD"));
-        const QString creator = grdAssignment->currentText(QStringLiteral("OFCR_CRTR_ID"));
+        m_selectedStatus = listTab->grid()->currentText(QStringLiteral("ASGNMT_STTS_CD"));
+        const QString creator = listTab->grid()->currentText(QStringLiteral("OFCR_CRTR_ID"));
         m_selectedCreator = IsNumeric(creator) ? toInteger16(creator) : qint16(0);
-        const QString history = grdAssignment->currentText(QStringLiteral("HIST_CNT"));
+        const QString history = listTab->grid()->currentText(QStringLiteral("HIST_CNT"));
         m_selectedHistoryCount = IsNumeric(history) ? toInteger32(history) : 0;
         listTab->enableForSelection(m_selectedStatus, entry->systemGenerated(),
                                     m_selectedHistoryCount);
@@ -84,11 +84,11 @@ void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
             return;
         }
         RefreshGrid();
-        status(QLatin1String(StatusTexts::Ready));
+        platform().status->StatusText(QLatin1String(StatusTexts::Ready));
     };
     routes.goodUpdate = [this] {
         entry->ClearNewAssignment();
-        status(QLatin1String(StatusTexts::Ready));
+        platform().status->StatusText(QLatin1String(StatusTexts::Ready));
         LoadMyAssignments();
     };
     const bool historyAsked = HistoryPending && isOwnReply(identity, MessageID);
@@ -98,7 +98,7 @@ void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
         // A history query that failed must neither leave the list disabled nor take the next
         // list reply for a history.
         HistoryPending = false;
-        grdAssignment->setEnabled(true);
+        listTab->grid()->setEnabled(true);
     }
 }
 

@@ -1,4 +1,5 @@
 // A refund-request assignment opens its refund worksheet when its row is activated.
+#include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
 
 #include "common/modassignmaint.h"
@@ -19,13 +20,13 @@ void KORVA_AssignMaint::grdAssignment_Activated()
 void KORVA_AssignMaint::LoadRefundWorkSheetForm()
 {
     guard(u"KORVA_AssignMaint.LoadRefundWorkSheetForm", [&] {
-        const int hit = grdAssignment->lastHitTest();
+        const int hit = listTab->grid()->lastHitTest();
         if (hit != DataGrid::HitData && hit != DataGrid::HitDataSelected)
             return;
-        if (grdAssignment->currentRow() < 0 || !platform().lookups)
+        if (listTab->grid()->currentRow() < 0)
             return;
-        const auto cell = [this](const char *column) {
-            return grdAssignment->currentText(QLatin1String(column));
+        const auto cell = [grid = listTab->grid()](const char *column) {
+            return grid->currentText(QLatin1String(column));
         };
         const QString type =
             platform()
@@ -53,8 +54,7 @@ void KORVA_AssignMaint::LoadRefundWorkSheetForm()
             assignmentStatus == u"C" ? QStringLiteral("R") : QStringLiteral("O");
         QPointer<KORVA_WorkSheet> worksheet = new KORVA_WorkSheet(this);
         worksheet->LoadMe(customerId, refundStatus, refundNumber, openMode);
-        if (platform().pointer)
-            platform().pointer->setDefault();
+        platform().pointer->setDefault();
         worksheet->exec();
         if (!worksheet)
             return;

@@ -1,7 +1,9 @@
 // The new-assignment tab: its controls, their layout and the wiring of their events.
 #include "assignmententrytab.h"
 
+#include "common/controlnames.h"
 #include "common/modassignmaint.h"
+#include "common/officergrid.h"
 #include "platform/controls/codescombo.h"
 #include "platform/controls/datagrid.h"
 #include "platform/controls/dtp.h"
@@ -26,11 +28,6 @@ namespace korva {
 
 namespace {
 
-QString indexed(const char *array, int index)
-{
-    return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
-}
-
 QLabel *buddyLabel(const QString &caption, QWidget *buddy, QWidget *parent)
 {
     auto *label = new QLabel(caption, parent);
@@ -50,10 +47,8 @@ AssignmentEntryTab::AssignmentEntryTab(QWidget *parent)
     clearOfficers();
     optButton[7]->setChecked(true);
     UpdateAssignToInputs();
-    guard(u"KORVA_AssignMaint.InitializeSettings", [&] {
-        if (platform().user)
-            m_officerId = toInteger16(double(platform().user->officerId()));
-    });
+    guard(u"KORVA_AssignMaint.InitializeSettings",
+          [&] { m_officerId = toInteger16(double(platform().user->officerId())); });
     initialiseDates(today());
     connectHandlers();
 }
@@ -107,13 +102,8 @@ void AssignmentEntryTab::createControls()
     adoOfficers->setObjectName(QStringLiteral("adoOfficers"));
     grdOfficers = new DataGrid(this);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
-    // The name parts feed the NAME column; the name comes last so that it takes the width.
-    for (const char *part : {"INSP_NME_LST", "INSP_NME_FRST", "INSP_NME_MDL_INT"})
-        grdOfficers->addColumn(QLatin1String(part), QLatin1String(part), QLatin1String(part),
-                               false);
-    grdOfficers->addColumn(QStringLiteral("INSP_ID"), tr("Officer #"), QStringLiteral("INSP_ID"));
-    grdOfficers->addColumn(QStringLiteral("NAME"), tr("Name"));
-    grdOfficers->setDataControl(adoOfficers);
+    setUpOfficerGrid(grdOfficers, adoOfficers, tr("Officer #"), QStringLiteral("NAME"),
+                     u"KORVA_AssignMaint.grdOfficers_RowLoaded");
 }
 
 void AssignmentEntryTab::setCaptionsAndLimits()
@@ -146,9 +136,6 @@ void AssignmentEntryTab::setCaptionsAndLimits()
     txtComment->setTabChangesFocus(true);
     txtComment->setPlaceholderText(tr("What is to be done"));
 
-    grdOfficers->setSelectionBehavior(QAbstractItemView::SelectRows);
-    grdOfficers->verticalHeader()->hide();
-    grdOfficers->horizontalHeader()->setStretchLastSection(true);
     grdOfficers->setMinimumHeight(90);
     grdOfficers->setColumnWidth(grdOfficers->columnIndex(QStringLiteral("INSP_ID")), 80);
 
@@ -255,8 +242,6 @@ void AssignmentEntryTab::connectHandlers()
             CheckEdits();
         });
     }
-    connect(grdOfficers, &DataGrid::RowLoaded, this,
-            [this](GridRow &row) { grdOfficers_RowLoaded(row); });
     // The officers list decides whether the single officer number is needed.
     connect(adoOfficers, &DataControl::recordSetChanged, this, [this] { UpdateAssignToInputs(); });
 }
@@ -314,22 +299,9 @@ bool AssignmentEntryTab::officersListed() const
     return adoOfficers && adoOfficers->recordSet() && adoOfficers->recordSet()->count() > 0;
 }
 
-void AssignmentEntryTab::grdOfficers_RowLoaded(GridRow &row)
-{
-    guard(u"KORVA_AssignMaint.grdOfficers_RowLoaded", [&] {
-        if (row.isEmpty())
-            return;
-        row.setText(QStringLiteral("NAME"),
-                    modAssignMaint::ProperName(
-                        row.text(QStringLiteral("INSP_NME_LST")).trimmed(),
-                        row.text(QStringLiteral("INSP_NME_FRST")).trimmed(),
-                        row.text(QStringLiteral("INSP_NME_MDL_INT")).trimmed(), QString()));
-    });
-}
-
 QDate AssignmentEntryTab::today() const
 {
-    return platform().clock ? platform().clock->today() : QDate::currentDate();
+    return platform().clock->today();
 }
 
 } // namespace korva

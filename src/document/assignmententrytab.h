@@ -83,7 +83,6 @@ private:
     void connectHandlers();
     void setCaptionsAndLimits();
     void UpdateAssignToInputs(); // enables the inputs of the chosen "assign to" option
-    void grdOfficers_RowLoaded(GridRow &row);
     QDate today() const;
 
     // Assignment types (assignmententrytab_types.cpp).

@@ -99,8 +99,7 @@ void AssignmentEntryTab::CheckEdits()
         }
 
         const bool changed = m_dataChanged ? m_dataChanged() : isChanged();
-        if (platform().host)
-            platform().host->notifyHost(7, m_errorText.isEmpty() && changed);
+        platform().host->notifyHost(7, m_errorText.isEmpty() && changed);
     });
 }
 

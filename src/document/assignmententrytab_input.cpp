@@ -19,8 +19,7 @@ namespace {
 
 void beep()
 {
-    if (platform().beeper)
-        platform().beeper->beep();
+    platform().beeper->beep();
 }
 
 } // namespace

@@ -18,7 +18,7 @@ namespace {
 
 QString userRegion()
 {
-    return platform().user ? platform().user->region() : QString();
+    return platform().user->region();
 }
 
 QString typeQuery(const QString &region)

@@ -1,6 +1,7 @@
 // The list tab's controls, their layout and its start-up.
 #include "assignmentlisttab.h"
 
+#include "common/controlnames.h"
 #include "platform/controls/datagrid.h"
 #include "platform/controls/dtp.h"
 #include "platform/errors.h"
@@ -18,11 +19,6 @@
 namespace korva {
 
 namespace {
-
-QString indexed(const char *array, int index)
-{
-    return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
-}
 
 QRadioButton *radio(const QString &caption, const QString &name, QWidget *parent)
 {
@@ -100,32 +96,32 @@ void AssignmentListTab::createControls()
         dtpFTDate[i] = new KORVA_DTP(search);
         dtpFTDate[i]->setObjectName(indexed("dtpFTDate", i));
     }
-    dtpFTDate[0]->setAllowEmpty(true);
+    dtpFTDate[kFrom]->setAllowEmpty(true);
     grid->addWidget(new QLabel(QStringLiteral("Assigned From"), search), 0, 0);
-    grid->addWidget(dtpFTDate[0], 0, 1);
+    grid->addWidget(dtpFTDate[kFrom], 0, 1);
     grid->addWidget(new QLabel(QStringLiteral("Assigned To"), search), 1, 0);
-    grid->addWidget(dtpFTDate[1], 1, 1);
+    grid->addWidget(dtpFTDate[kTo], 1, 1);
 
     // Each pair sits in its own box, so that the pairs do not exclude one another.
     auto *direction = new QGroupBox(QStringLiteral("Assignments"), search);
     auto *dirLayout = new QVBoxLayout(direction);
-    optButton[3] = radio(QStringLiteral("Received"), indexed("optButton", 3), direction);
+    optButton[kReceived] = radio(QStringLiteral("Received"), indexed("optButton", 3), direction);
     optSent = radio(QStringLiteral("Sent"), QStringLiteral("optSent"), direction);
-    optButton[3]->setChecked(true);
-    dirLayout->addWidget(optButton[3]);
+    optButton[kReceived]->setChecked(true);
+    dirLayout->addWidget(optButton[kReceived]);
     dirLayout->addWidget(optSent);
     grid->addWidget(direction, 0, 2, 2, 1);
 
     // Open and Closed exclude one another but may both be off: then every status is listed.
     auto *state = new QGroupBox(QStringLiteral("Status"), search);
     auto *stateLayout = new QVBoxLayout(state);
-    optButton[1] = radio(QStringLiteral("Open"), indexed("optButton", 1), state);
-    optButton[2] = radio(QStringLiteral("Closed"), indexed("optButton", 2), state);
-    for (int i : {1, 2}) {
+    optButton[kOpen] = radio(QStringLiteral("Open"), indexed("optButton", 1), state);
+    optButton[kClosed] = radio(QStringLiteral("Closed"), indexed("optButton", 2), state);
+    for (int i : {kOpen, kClosed}) {
         optButton[i]->setAutoExclusive(false);
         stateLayout->addWidget(optButton[i]);
     }
-    optButton[1]->setChecked(true);
+    optButton[kOpen]->setChecked(true);
     grid->addWidget(state, 0, 3, 2, 1);
 
     auto *officers = new QGroupBox(QStringLiteral("Show"), search);
@@ -139,9 +135,9 @@ void AssignmentListTab::createControls()
     offLayout->addWidget(optAllOfficers);
     grid->addWidget(officers, 0, 4, 2, 1);
 
-    cmdButton[0] = new QPushButton(QStringLiteral("&Search"), search);
-    cmdButton[0]->setObjectName(indexed("cmdButton", 0));
-    grid->addWidget(cmdButton[0], 0, 5);
+    cmdButton[kSearch] = new QPushButton(QStringLiteral("&Search"), search);
+    cmdButton[kSearch]->setObjectName(indexed("cmdButton", 0));
+    grid->addWidget(cmdButton[kSearch], 0, 5);
     grid->setColumnStretch(6, 1);
 
     adoAssignment = new DataControl(this);
@@ -159,18 +155,18 @@ void AssignmentListTab::createControls()
 
     auto *commands = new QHBoxLayout;
     const char *captions[] = {"&Forward", "&Reply", "&Close", "Re&open", "&History"};
-    for (int i = 1; i <= 5; ++i) {
+    for (int i = kForward; i <= kHistory; ++i) {
         cmdButton[i] = new QPushButton(QLatin1String(captions[i - 1]), this);
         cmdButton[i]->setObjectName(indexed("cmdButton", i));
         commands->addWidget(cmdButton[i]);
     }
     commands->addStretch(1);
-    chkBox[2] = new QCheckBox(QStringLiteral("Can close any assignment"), this);
-    chkBox[2]->setObjectName(indexed("chkBox", 2));
+    chkBox[kClosesAny] = new QCheckBox(QStringLiteral("Can close any assignment"), this);
+    chkBox[kClosesAny]->setObjectName(indexed("chkBox", 2));
     // It tells by being enabled; nothing ticks it, neither the user nor the start-up rights.
-    chkBox[2]->setAttribute(Qt::WA_TransparentForMouseEvents);
-    chkBox[2]->setFocusPolicy(Qt::NoFocus);
-    commands->addWidget(chkBox[2]);
+    chkBox[kClosesAny]->setAttribute(Qt::WA_TransparentForMouseEvents);
+    chkBox[kClosesAny]->setFocusPolicy(Qt::NoFocus);
+    commands->addWidget(chkBox[kClosesAny]);
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(search);
@@ -180,6 +176,8 @@ void AssignmentListTab::createControls()
 
 void AssignmentListTab::connectHandlers()
 {
+    for (int i = kSearch; i <= kHistory; ++i)
+        connect(cmdButton[i], &QPushButton::clicked, this, [this, i] { emit commandClicked(i); });
     connect(grdAssignment, &DataGrid::RowLoaded, this, &AssignmentListTab::grdAssignment_RowLoaded);
     connect(optCurrentOfficer, &QRadioButton::toggled, this, [this](bool on) {
         if (on)
@@ -190,13 +188,13 @@ void AssignmentListTab::connectHandlers()
             ProcessOptAllOfficers();
     });
     // Open and Closed behave as a pair that may also be left with neither chosen.
-    connect(optButton[1], &QRadioButton::toggled, this, [this](bool on) {
+    connect(optButton[kOpen], &QRadioButton::toggled, this, [this](bool on) {
         if (on)
-            optButton[2]->setChecked(false);
+            optButton[kClosed]->setChecked(false);
     });
-    connect(optButton[2], &QRadioButton::toggled, this, [this](bool on) {
+    connect(optButton[kClosed], &QRadioButton::toggled, this, [this](bool on) {
         if (on)
-            optButton[1]->setChecked(false);
+            optButton[kOpen]->setChecked(false);
     });
 }
 
@@ -212,24 +210,25 @@ void AssignmentListTab::setUpGrid()
 void AssignmentListTab::initialiseDates(const QDate &today)
 {
     // Emptied after being set, so that a fresh search starts at the earliest date.
-    dtpFTDate[0]->setValue(today);
-    dtpFTDate[0]->clear();
-    dtpFTDate[1]->setValue(today);
-    dtpFTDate[0]->setMinDate(kSearchFloor);
-    dtpFTDate[1]->setMinDate(kSearchFloor);
+    dtpFTDate[kFrom]->setValue(today);
+    dtpFTDate[kFrom]->clear();
+    dtpFTDate[kTo]->setValue(today);
+    dtpFTDate[kFrom]->setMinDate(kSearchFloor);
+    dtpFTDate[kTo]->setMinDate(kSearchFloor);
 }
 
 void AssignmentListTab::setClosersIndicator(bool closer)
 {
-    chkBox[2]->setEnabled(closer);
+    chkBox[kClosesAny]->setEnabled(closer);
 }
 
 void AssignmentListTab::chainTabOrder()
 {
-    QList<QWidget *> chain{dtpFTDate[0], dtpFTDate[1], optButton[3],      optSent,
-                           optButton[1], optButton[2], optCurrentOfficer, optAllOfficers,
-                           cmdButton[0], grdAssignment};
-    for (int i : {1, 2, 3, 4, 5})
+    QList<QWidget *> chain{dtpFTDate[kFrom],  dtpFTDate[kTo],   optButton[kReceived],
+                           optSent,           optButton[kOpen], optButton[kClosed],
+                           optCurrentOfficer, optAllOfficers,   cmdButton[kSearch],
+                           grdAssignment};
+    for (int i = kForward; i <= kHistory; ++i)
         chain.append(cmdButton[i]);
     for (int i = 1; i < chain.size(); ++i)
         QWidget::setTabOrder(chain.at(i - 1), chain.at(i));
@@ -237,20 +236,20 @@ void AssignmentListTab::chainTabOrder()
 
 void AssignmentListTab::enableRowCommands(bool enable)
 {
-    for (int i : {1, 2, 4, 3, 5})
+    for (int i : {kForward, kReply, kReopen, kClose, kHistory})
         cmdButton[i]->setEnabled(enable);
 }
 
 void AssignmentListTab::enableForSelection(const QString &status, bool systemGenerated,
                                            int historyCount)
 {
-    cmdButton[1]->setEnabled(true);
-    cmdButton[5]->setEnabled(true);
+    cmdButton[kForward]->setEnabled(true);
+    cmdButton[kHistory]->setEnabled(true);
     const bool open = status == u"O";
-    cmdButton[4]->setEnabled(!open);
-    cmdButton[3]->setEnabled(open);
-    cmdButton[2]->setEnabled(!systemGenerated);
-    cmdButton[5]->setEnabled(historyCount > 0);
+    cmdButton[kReopen]->setEnabled(!open);
+    cmdButton[kClose]->setEnabled(open);
+    cmdButton[kReply]->setEnabled(!systemGenerated);
+    cmdButton[kHistory]->setEnabled(historyCount > 0);
 }
 
 } // namespace korva

@@ -52,16 +52,22 @@ public:
     void enableRowCommands(bool enable);
     void enableForSelection(const QString &status, bool systemGenerated, int historyCount);
 
-    // Control arrays of this tab (elements of the document's arrays; others are null).
-    std::array<QPushButton *, 12> cmdButton{};  // 0 to 5 here
-    std::array<QRadioButton *, 10> optButton{}; // 1, 2, 3 here
-    std::array<KORVA_DTP *, 5> dtpFTDate{};     // 0, 1 here
-    QRadioButton *optSent = nullptr;            // partner of optButton(3): the sent list
-    QRadioButton *optCurrentOfficer = nullptr;  // narrow the shown rows to the officer
-    QRadioButton *optAllOfficers = nullptr;
-    std::array<QCheckBox *, 3> chkBox{}; // chkBox(2) alone
-    DataControl *adoAssignment = nullptr;
-    DataGrid *grdAssignment = nullptr;
+    // The list, for the row commands that read the selected row.
+    DataGrid *grid() const { return grdAssignment; }
+    // cmdButton(index); the row commands' buttons are 1 to 5.
+    QPushButton *button(int index) const { return cmdButton.at(index); }
+
+    // cmdButton's elements on this tab.
+    static constexpr int kSearch = 0;
+    static constexpr int kForward = 1;
+    static constexpr int kReply = 2;
+    static constexpr int kClose = 3;
+    static constexpr int kReopen = 4;
+    static constexpr int kHistory = 5;
+
+signals:
+    // cmdButton(index) was clicked.
+    void commandClicked(int index);
 
 private:
     void createControls();
@@ -71,6 +77,25 @@ private:
     void ProcessOptAllOfficers();
     QString officerFilter() const;
 
+    // optButton's and dtpFTDate's elements on this tab.
+    static constexpr int kOpen = 1;
+    static constexpr int kClosed = 2;
+    static constexpr int kReceived = 3;
+    static constexpr int kFrom = 0;
+    static constexpr int kTo = 1;
+    // chkBox(2) alone: the read-only indicator "Can close any assignment".
+    static constexpr int kClosesAny = 2;
+
+    // Control arrays by the indexes the whole document uses; other elements are null.
+    std::array<QPushButton *, 12> cmdButton{};  // 0 to 5 here
+    std::array<QRadioButton *, 10> optButton{}; // 1, 2, 3 here
+    std::array<KORVA_DTP *, 5> dtpFTDate{};     // 0, 1 here
+    QRadioButton *optSent = nullptr;            // partner of optButton(3): the sent list
+    QRadioButton *optCurrentOfficer = nullptr;  // narrow the shown rows to the officer
+    QRadioButton *optAllOfficers = nullptr;
+    std::array<QCheckBox *, 3> chkBox{};
+    DataControl *adoAssignment = nullptr;
+    DataGrid *grdAssignment = nullptr;
     qint16 m_officerId = 0;
 };
 

@@ -35,20 +35,22 @@ QString statusText(const QString &code)
 
 bool AssignmentListTab::receivedChosen() const
 {
-    return optButton[3]->isChecked();
+    return optButton[kReceived]->isChecked();
 }
 
 bool AssignmentListTab::datesInOrder() const
 {
-    const QDate from = dtpFTDate[0]->hasValue() ? dtpFTDate[0]->date() : kEarliestAssignment;
-    const QDate to = dtpFTDate[1]->date();
+    const QDate from =
+        dtpFTDate[kFrom]->hasValue() ? dtpFTDate[kFrom]->date() : kEarliestAssignment;
+    const QDate to = dtpFTDate[kTo]->date();
     return to.isValid() && from <= to;
 }
 
 QList<RequestParameter> AssignmentListTab::searchKeys() const
 {
-    const QDate from = dtpFTDate[0]->hasValue() ? dtpFTDate[0]->date() : kEarliestAssignment;
-    const QDate to = dtpFTDate[1]->date();
+    const QDate from =
+        dtpFTDate[kFrom]->hasValue() ? dtpFTDate[kFrom]->date() : kEarliestAssignment;
+    const QDate to = dtpFTDate[kTo]->date();
     QList<RequestParameter> keys{
         RequestParameter::key(QStringLiteral("ASGNMT_FRM_DT"), modAssignMaint::DB2Date(from)),
         RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"), modAssignMaint::DB2Date(to)),
@@ -56,9 +58,9 @@ QList<RequestParameter> AssignmentListTab::searchKeys() const
                                                : QStringLiteral("OFCR_FRM_ID"),
                               QString::number(m_officerId)),
     };
-    if (optButton[1]->isChecked())
+    if (optButton[kOpen]->isChecked())
         keys.append(RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("O")));
-    else if (optButton[2]->isChecked())
+    else if (optButton[kClosed]->isChecked())
         keys.append(RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("C")));
     return keys;
 }
@@ -114,15 +116,14 @@ void AssignmentListTab::grdAssignment_RowLoaded(GridRow &row)
 
         const QString rawType = row.text(QStringLiteral("ASGNMT_TYP_CD"));
         const QString type = rawType.trimmed();
-        if (!type.isEmpty() && type != u"DEF" && platform().lookups)
+        if (!type.isEmpty() && type != u"DEF")
             row.setText(QStringLiteral("ASSIGNMENT_TYPE"),
                         platform().lookups->assignmentTypeDescription(type));
 
         row.setText(QStringLiteral("CITATION_NUMBER"), row.text(QStringLiteral("FORM_NBR")));
-        if (platform().lookups)
-            row.setText(QStringLiteral("CITATION_TYPE"),
-                        platform().lookups->codeDescription(
-                            QStringLiteral("REFDOCTYP"), row.text(QStringLiteral("FORM_TYP_CD"))));
+        row.setText(QStringLiteral("CITATION_TYPE"),
+                    platform().lookups->codeDescription(QStringLiteral("REFDOCTYP"),
+                                                        row.text(QStringLiteral("FORM_TYP_CD"))));
 
         const QString state = statusText(row.text(QStringLiteral("ASGNMT_STTS_CD")));
         if (!state.isNull())

@@ -49,22 +49,17 @@ void KORVA_AssignMaint::wireEvents()
     connect(mZelbMessage, &BrokerMessage::MsgTimeout, this,
             &KORVA_AssignMaint::mZelbMessage_MsgTimeout);
 
-    for (int i = 0; i < int(cmdButton.size()); ++i) {
-        if (cmdButton[i])
-            connect(cmdButton[i], &QPushButton::clicked, this, [this, i] { cmdButton_Click(i); });
-    }
+    connect(listTab, &AssignmentListTab::commandClicked, this, &KORVA_AssignMaint::cmdButton_Click);
+    for (int i = 6; i < 12; ++i)
+        connect(entry->cmdButton[i], &QPushButton::clicked, this,
+                [this, i] { cmdButton_Click(i); });
+    DataGrid *grdAssignment = listTab->grid();
     connect(grdAssignment, &DataGrid::Click, this, &KORVA_AssignMaint::grdAssignment_Click);
     // Double-click and Enter both activate a row: the refund worksheet of a refund request.
     connect(grdAssignment, &DataGrid::activated, this, &KORVA_AssignMaint::grdAssignment_Activated);
 
-    entry->setForwardButton(cmdButton[1]);
+    entry->setForwardButton(listTab->button(AssignmentListTab::kForward));
     entry->setDataChangedTest([this] { return DataChanged(); });
-}
-
-void KORVA_AssignMaint::status(const QString &text) const
-{
-    if (platform().status)
-        platform().status->StatusText(text);
 }
 
 void KORVA_AssignMaint::EnableCmdButtons(bool enable)

@@ -79,7 +79,6 @@ private:
     void grdAssignment_Click();
     void mZelbMessage_DataReady(const QString &identity);
     void mZelbMessage_MsgTimeout(const QString &identity);
-    void status(const QString &text) const;
 
     // ---- Row commands, the dialogs they open and the dialogs' outcomes ----------------------
     // (assignmaint_commands.cpp, assignmaint_comments.cpp, assignmaint_events.cpp,
@@ -139,19 +138,9 @@ private:
     // ---- end of the row commands ------------------------------------------------------------
 
 public:
-    // Control arrays by index; every element belongs to one of the two tabs.
+    // The two tabs; each owns its controls (cmdButton(0) to (5) the list's, (6) to (11) the
+    // entry's), found by their objectNames.
     QTabWidget *tabTab = nullptr;
-    std::array<QPushButton *, 12> cmdButton{};
-    std::array<QRadioButton *, 10> optButton{};
-    std::array<KORVA_DTP *, 5> dtpFTDate{};
-    QRadioButton *optSent = nullptr;           // partner of optButton(3): the sent list
-    QRadioButton *optCurrentOfficer = nullptr; // narrow the shown rows to the signed-on officer
-    QRadioButton *optAllOfficers = nullptr;
-    // chkBox(2) alone: a read-only indicator "Can close any assignment", enabled for members
-    // of ASSIGNMENTCLOSERS; elements 0 and 1 do not exist.
-    std::array<QCheckBox *, 3> chkBox{};
-    DataControl *adoAssignment = nullptr;
-    DataGrid *grdAssignment = nullptr;
     AssignmentListTab *listTab = nullptr;
     AssignmentEntryTab *entry = nullptr;
     BrokerMessage *mZelbMessage = nullptr;

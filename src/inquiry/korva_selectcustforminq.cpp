@@ -39,10 +39,10 @@ QString statusCodeQuery(const QString &region)
 QString codeListDate()
 {
     const Platform &p = platform();
-    const QString working = p.user ? p.user->workingDate().trimmed() : QString();
+    const QString working = p.user->workingDate().trimmed();
     if (!working.isEmpty())
         return working;
-    const QDate today = p.clock ? p.clock->today() : QDate::currentDate();
+    const QDate today = p.clock->today();
     return today.toString(QStringLiteral("M/d/yyyy"));
 }
 
@@ -148,14 +148,11 @@ void KORVA_SelectCustFormInq::Form_Load()
             connect(mZelbMessage, &BrokerMessage::MsgTimeout, this,
                     &KORVA_SelectCustFormInq::mZelbMessage_MsgTimeout);
             const UserContext *user = platform().user;
-            MessageID =
-                (user ? user->applicationPrefix() : QString()) + QStringLiteral(".CustFormInq");
+            MessageID = user->applicationPrefix() + QStringLiteral(".CustFormInq");
 
-            const QString region = user ? user->region().trimmed().toUpper() : QString();
+            const QString region = user->region().trimmed().toUpper();
             QString query = statusCodeQuery(region);
             query.replace(QStringLiteral("%Date%"), u'#' + codeListDate() + u'#');
-            if (!platform().codes)
-                raiseError(kComponentError, tr("No code-list service is available."));
             const RecordSetPtr codes = platform().codes->openQuery(query);
             if (codes) {
                 const int code = codes->fieldIndex(u"CD_TBL_CD");
@@ -293,8 +290,7 @@ void KORVA_SelectCustFormInq::mSdgDBGrid_RowLoaded(GridRow &row)
 
 void KORVA_SelectCustFormInq::status(const QString &text)
 {
-    if (platform().status)
-        platform().status->StatusText(text);
+    platform().status->StatusText(text);
     emit UpdateStatus(text);
 }
 

@@ -14,8 +14,7 @@ namespace korva {
 
 void KORVA_SelectCustFormInq::DefaultFieldColor()
 {
-    if (platform().marks)
-        platform().marks->ClearFieldError(mFtcboDocType[0]);
+    platform().marks->ClearFieldError(mFtcboDocType[0]);
 }
 
 void KORVA_SelectCustFormInq::CheckEdit()
@@ -25,8 +24,7 @@ void KORVA_SelectCustFormInq::CheckEdit()
         DefaultFieldColor();
         if (mFtcboDocType[0]->code().isEmpty()) {
             mErrorText += QStringLiteral("Account Type is required") + QStringLiteral("\r\n");
-            if (platform().marks)
-                platform().marks->MarkFieldError(mFtcboDocType[0]);
+            platform().marks->MarkFieldError(mFtcboDocType[0]);
         }
     });
 }
@@ -101,8 +99,7 @@ void KORVA_SelectCustFormInq::mZelbMessage_DataReady(const QString &identity)
     guard(
         u"SelectCustFormInq.mZelbMessage_DataReady",
         [&] {
-            if (platform().pointer)
-                platform().pointer->setBusy();
+            platform().pointer->setBusy();
             if (!own)
                 raiseQuiet();
             // The answer to a question asked before the latest one (another type, another

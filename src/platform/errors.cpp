@@ -45,8 +45,7 @@ void reportFailure(QStringView source, const std::exception *error)
     Platform &p = Platform::current();
     const QString src = source.toString();
     try {
-        if (p.errors)
-            p.errors->reportError(p.user ? p.user->applicationName() : QString(), text, src);
+        p.errors->reportError(p.user->applicationName(), text, src);
     } catch (...) {
     }
 }
@@ -54,8 +53,7 @@ void reportFailure(QStringView source, const std::exception *error)
 void procedureExit() noexcept
 {
     Platform &p = Platform::current();
-    if (p.pointer)
-        p.pointer->setDefault();
+    p.pointer->setDefault();
 }
 
 } // namespace detail

@@ -1,11 +1,18 @@
 #include "platform.h"
 
+#include "nullservices.h"
+
 namespace korva {
 
 namespace {
 Platform g_empty;
 Platform *g_current = &g_empty;
 } // namespace
+
+Platform::Platform()
+{
+    fillWithNullServices(*this);
+}
 
 Platform &Platform::current()
 {
@@ -14,6 +21,8 @@ Platform &Platform::current()
 
 void Platform::install(Platform *platform)
 {
+    if (platform)
+        fillWithNullServices(*platform);
     g_current = platform ? platform : &g_empty;
 }
 

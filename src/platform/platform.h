@@ -8,8 +8,12 @@ class Broker;
 
 // The common library's one shared instance: every service the screens reach. The
 // application installs the real services at start; tests install the test kit's doubles.
+// No service is ever null: a new platform holds the do-nothing stand-ins
+// (nullservices.h), and install() puts them wherever a service was left null.
 class Platform {
 public:
+    Platform();
+
     Broker *broker = nullptr;
     MessageBoxes *messages = nullptr;
     ErrorReporter *errors = nullptr;
@@ -31,7 +35,7 @@ public:
     TemplatePrinting *printing = nullptr;
 
     static Platform &current();
-    static void install(Platform *platform); // nullptr restores an empty platform
+    static void install(Platform *platform); // nullptr restores the do-nothing platform
 };
 
 inline Platform &platform()

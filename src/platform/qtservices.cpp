@@ -5,9 +5,15 @@
 #include <QDebug>
 #include <QMessageBox>
 #include <QPalette>
+#include <QThread>
 #include <QWidget>
 
 namespace korva {
+
+void Clock::pause(int milliseconds) const
+{
+    QThread::msleep(ulong(qMax(0, milliseconds)));
+}
 
 int QtMessageBoxes::msgBox(const QString &prompt, int style, const QString &title)
 {

@@ -67,6 +67,8 @@ public:
     virtual ~Clock() = default;
     virtual QDateTime now() const = 0;
     QDate today() const { return now().date(); }
+    // Holds the calling thread: the waits that poll between two looks. The real one sleeps.
+    virtual void pause(int milliseconds) const;
 };
 
 // The signed-on user and the application around the component.

@@ -96,7 +96,8 @@ ServerBackend::ServerBackend(const ServerSettings &settings)
     } catch (const RequestError &e) {
         m_configError = e.text();
     }
-    m_codes = std::make_unique<CodeTables>(name + QStringLiteral("-codes"));
+    m_codes =
+        std::make_unique<CodeTables>(name + QStringLiteral("-codes"), settings.statementTimeoutMs);
 }
 
 ServerBackend::~ServerBackend() = default;

@@ -4,6 +4,7 @@
 #include "rows.h"
 #include "servererror.h"
 
+#include <QScopeGuard>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlRecord>
@@ -25,6 +26,8 @@ CREATE INDEX ZTB_ASGNMT_TYPE_IX ON ZTB_ASGNMT_TYPE (REGION, ASGNMT_CD)
 
 namespace {
 
+constexpr int kProgressSteps = 10000; // virtual machine steps between looks at the clock
+
 constexpr char kCodeVersion[] =
     R"sql(SELECT NEXT_VAL FROM KORVA_SEQ WHERE SEQ_NM = 'CODE_TABLES')sql";
 constexpr char kBumpCodeVersion[] =
@@ -42,6 +45,11 @@ constexpr char kWriteTypes[] = R"sql(
 INSERT INTO ZTB_ASGNMT_TYPE (REGION, ASGNMT_CD, ASGNMT_DES, CRTR_CLS_IND, DUE_DY_CNT,
     EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND)
 VALUES (?, ?, ?, ?, ?, ?, ?, ?))sql";
+
+bool isInterrupted(const QSqlError &e)
+{
+    return e.nativeErrorCode() == u"9" || e.databaseText().contains(u"interrupted");
+}
 
 sqlite3 *sqliteHandle(const QSqlDatabase &db)
 {
@@ -74,6 +82,14 @@ struct CodeTables::Guard {
     bool active = false;
     QString deniedTable;
     bool deniedWrite = false;
+    QElapsedTimer running;
+    int limitMs = 0;
+
+    static int progress(void *self)
+    {
+        const auto *g = static_cast<const Guard *>(self);
+        return g->running.isValid() && g->running.elapsed() > g->limitMs ? 1 : 0;
+    }
 
     static int authorize(void *self, int action, const char *a1, const char *, const char *,
                          const char *)
@@ -106,18 +122,23 @@ void touchCodeTables(Database &store)
     store.run(QLatin1String(kBumpCodeVersion)).finish();
 }
 
-CodeTables::CodeTables(QString connectionName)
+CodeTables::CodeTables(QString connectionName, int statementTimeoutMs)
     : m_name(std::move(connectionName))
+    , m_statementTimeoutMs(statementTimeoutMs)
     , m_guard(std::make_unique<Guard>())
-{}
+{
+    m_guard->limitMs = statementTimeoutMs;
+}
 
 CodeTables::~CodeTables()
 {
     if (QSqlDatabase::contains(m_name)) {
         {
             QSqlDatabase db = QSqlDatabase::database(m_name, false);
-            if (sqlite3 *h = sqliteHandle(db))
+            if (sqlite3 *h = sqliteHandle(db)) {
                 sqlite3_set_authorizer(h, nullptr, nullptr);
+                sqlite3_progress_handler(h, 0, nullptr, nullptr);
+            }
             db.close();
         }
         QSqlDatabase::removeDatabase(m_name);
@@ -136,6 +157,7 @@ void CodeTables::open()
         throw DatabaseError(QStringLiteral("The code-list service could not start: no SQLite "
                                            "handle."));
     sqlite3_set_authorizer(h, &Guard::authorize, m_guard.get());
+    sqlite3_progress_handler(h, kProgressSteps, &Guard::progress, m_guard.get());
     QSqlQuery q(db);
     const QStringList statements = QString::fromLatin1(kCodeCopySchema).split(u';');
     for (const QString &s : statements) {
@@ -186,8 +208,13 @@ RecordSetPtr CodeTables::query(const QString &queryText)
     m_guard->active = true;
     m_guard->deniedTable.clear();
     m_guard->deniedWrite = false;
+    // Disarmed however this returns: the copy is reloaded with the handler in place.
+    m_guard->running.start();
+    const auto disarm = qScopeGuard([this] { m_guard->running.invalidate(); });
     const bool ok = q.prepare(sql) && q.exec();
     m_guard->active = false;
+    if (!ok && isInterrupted(q.lastError()))
+        throw RequestError(statementStoppedText(m_statementTimeoutMs));
     if (!ok) {
         const QString error = q.lastError().databaseText();
         if (!m_guard->deniedTable.isEmpty() || error.startsWith(u"no such table"))
@@ -217,6 +244,13 @@ RecordSetPtr CodeTables::query(const QString &queryText)
         for (int i = 0; i < types.size(); ++i)
             row.append(fromDb(q.value(i), types.at(i)));
         rs->appendStorageRow(std::move(row));
+    }
+    // The rows are computed while they are read: a query can be stopped here as well.
+    if (q.lastError().type() != QSqlError::NoError) {
+        if (isInterrupted(q.lastError()))
+            throw RequestError(statementStoppedText(m_statementTimeoutMs));
+        throw RequestError(QStringLiteral("The code-list query could not be run: %1")
+                               .arg(q.lastError().databaseText()));
     }
     return rs;
 }

@@ -2,6 +2,7 @@
 
 #include <platform/recordset.h>
 
+#include <QElapsedTimer>
 #include <QString>
 
 #include <memory>
@@ -21,7 +22,9 @@ extern const char kCodeCopySchema[];
 // both back ends.
 class CodeTables {
 public:
-    explicit CodeTables(QString connectionName);
+    // `statementTimeoutMs` bounds each query as the store's own statements are bounded: the
+    // copy is in memory, but a recursive query over it can run for ever.
+    CodeTables(QString connectionName, int statementTimeoutMs);
     ~CodeTables();
     CodeTables(const CodeTables &) = delete;
     CodeTables &operator=(const CodeTables &) = delete;
@@ -30,13 +33,14 @@ public:
     // Runs a code-list query text as the screens write it; the reply's "CODELIST" rows.
     RecordSetPtr query(const QString &queryText);
 
-    struct Guard; // the authorizer's state
+    struct Guard; // the authorizer's and the progress handler's state
 
 private:
     void open();
     void load(Database &store);
 
     QString m_name;
+    int m_statementTimeoutMs;
     qint64 m_version = -1;
     bool m_open = false;
     std::unique_ptr<Guard> m_guard;

@@ -196,15 +196,20 @@ int Database::sqliteProgress(void *self)
                : 0;
 }
 
+QString statementStoppedText(int timeoutMs)
+{
+    return QStringLiteral("The request took longer than %1 seconds and was stopped. "
+                          "Please narrow your search and try again.")
+        .arg(timeoutMs / 1000.0);
+}
+
 QString Database::describe(const QSqlError &error) const
 {
     if (isReadOnlyError(error))
         return QStringLiteral("The database %1 is read-only; nothing was saved.")
             .arg(m_spec.display());
     if (isTimeoutError(error))
-        return QStringLiteral("The request took longer than %1 seconds and was stopped. "
-                              "Please narrow your search and try again.")
-            .arg(m_settings.statementTimeoutMs / 1000.0);
+        return statementStoppedText(m_settings.statementTimeoutMs);
     if (isLockError(error))
         return QStringLiteral("The database is busy: another user holds a lock on it. "
                               "Please try again.");

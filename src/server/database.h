@@ -107,6 +107,9 @@ private:
 // The read settings every SQLite connection of the back end gets.
 QStringList sqliteReadPragmas();
 
+// What the desk reads when a statement ran past the limit and was stopped.
+QString statementStoppedText(int timeoutMs);
+
 // Dates and timestamps travel to both databases as ISO texts: SQLite keeps them as text that
 // sorts by time, PostgreSQL casts them to its own types.
 QVariant dbDate(const class QDate &date);

@@ -52,8 +52,9 @@ void grabWhenListed(ShellWindow *window, const QString &file)
     clock->start();
     QObject::connect(timer, &QTimer::timeout, window, [window, file, timer, clock] {
         KORVA_AssignMaint *document = window->document();
-        const bool listed =
-            document && document->grdAssignment && document->grdAssignment->rowCount() > 0;
+        const DataGrid *list =
+            document ? document->findChild<DataGrid *>(QStringLiteral("grdAssignment")) : nullptr;
+        const bool listed = list && list->rowCount() > 0;
         const bool late = clock->elapsed() > kScreenshotWaitMs;
         if (!listed && !late)
             return;

@@ -169,25 +169,20 @@ void ShellWindow::copyAssignment()
     const QString parameters = m_document->AssembleParameters();
     Platform &p = platform();
     if (QString(parameters).remove(u'~').trimmed().isEmpty()) {
-        if (p.beeper)
-            p.beeper->beep();
+        p.beeper->beep();
         showStatus(QStringLiteral("Select an assignment to copy."));
         return;
     }
-    if (p.clipboard)
-        p.clipboard->setText(parameters);
+    p.clipboard->setText(parameters);
     showStatus(QStringLiteral("Assignment copied to the clipboard."));
 }
 
 void ShellWindow::about()
 {
     Platform &p = platform();
-    if (!p.messages)
-        return;
-    QString text =
-        QStringLiteral("%1 %2\n\nList, create, forward, reply to, close and reopen "
-                       "assignments.")
-            .arg(modMessageTitle::MessageTitle(), p.user ? p.user->versionText() : QString());
+    QString text = QStringLiteral("%1 %2\n\nList, create, forward, reply to, close and reopen "
+                                  "assignments.")
+                       .arg(modMessageTitle::MessageTitle(), p.user->versionText());
     if (m_sessionLabel)
         text += QStringLiteral("\n\n") + m_sessionLabel->text();
     p.messages->msgBox(text, MsgStyle::OkOnly | MsgStyle::Information,

@@ -52,7 +52,7 @@ void KORVA_WorkSheet::SetSavedVoidedFlag(bool flag)
 bool KORVA_WorkSheet::DataChanged()
 {
     guard(u"KORVA_WorkSheet.DataChanged",
-          [&] { status(QStringLiteral("Checking for data changes")); });
+          [&] { platform().status->StatusText(QStringLiteral("Checking for data changes")); });
     // The worksheet saves step by step through its own buttons; the host never has to ask.
     return false;
 }
@@ -158,12 +158,6 @@ QString KORVA_WorkSheet::comment(int index) const
     t.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     t.replace(u'\n', QStringLiteral("\r\n"));
     return t;
-}
-
-void KORVA_WorkSheet::status(const QString &text) const
-{
-    if (platform().status)
-        platform().status->StatusText(text);
 }
 
 } // namespace korva

@@ -17,6 +17,7 @@ class QRadioButton;
 namespace korva {
 
 class KORVA_DTP;
+struct RefundFormValues;
 
 // The refund worksheet: one refund of a customer's excess funds, moved one step along its
 // status chain per save ("0" prepared → "1" verified → "2" approved → "3" issued as "4"
@@ -60,19 +61,7 @@ public:
     bool savePending() const { return m_savePending; }
 
 public:
-    // Control arrays by index, as the form's handlers address them.
-    std::array<QLabel *, 13> mLblData{};
-    std::array<QRadioButton *, 5> mRdo{};
-    std::array<QPlainTextEdit *, 2> mTxtRefund{};
-    std::array<QLineEdit *, 1> mTxt{};
-    std::array<KORVA_DTP *, 2> KORVA_DTP1{};
-    std::array<QPushButton *, 4> mCmdButton{};
-    std::array<QGroupBox *, 3> mFraRefund{}; // receiver, officers, the issue frame
-    std::array<QGroupBox *, 2> mFra{};       // element 1 alone: Transferred / Refunded
     BrokerMessage *mZelbMessage = nullptr;
-
-    // The name beside each officer id (mLblData(7) to mLblData(10)), for reading only.
-    std::array<QLabel *, 4> mLblOfficerName{};
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -98,6 +87,7 @@ private:
     void DefaultFieldColor();
 
     // Save and void (worksheet_save.cpp).
+    RefundFormValues formValues() const;
     void LoadRefundDTD(const RecordSetPtr &rs);
     void LoadVoidRefundDTD(const RecordSetPtr &rs);
     void UpdateTimeout();
@@ -109,7 +99,35 @@ private:
     void setOfficer(int label, const QString &id);
     void setComment(int index, const QString &text);
     QString comment(int index) const;
-    void status(const QString &text) const;
+
+    // Control arrays by index, as the form's handlers address them; others reach them by
+    // their objectNames ("mLblData(6)").
+    std::array<QLabel *, 13> mLblData{};
+    std::array<QRadioButton *, 5> mRdo{};
+    std::array<QPlainTextEdit *, 2> mTxtRefund{};
+    std::array<QLineEdit *, 1> mTxt{};
+    std::array<KORVA_DTP *, 2> KORVA_DTP1{};
+    std::array<QPushButton *, 4> mCmdButton{};
+    std::array<QGroupBox *, 3> mFraRefund{}; // receiver, officers, the issue frame
+    std::array<QGroupBox *, 2> mFra{};       // element 1 alone: Transferred / Refunded
+
+    // The name beside each officer id (mLblData(7) to mLblData(10)), for reading only.
+    std::array<QLabel *, 4> mLblOfficerName{};
+
+    // mLblData's elements, by what they show.
+    static constexpr int kRefundNumber = 0;
+    static constexpr int kCustomerName = 1;
+    static constexpr int kAddress = 2;
+    static constexpr int kCity = 3;
+    static constexpr int kState = 4;
+    static constexpr int kZip = 5;
+    static constexpr int kAmount = 6;
+    static constexpr int kPreparer = 7; // 7 to 10: the officer of each step
+    static constexpr int kVerifier = 8;
+    static constexpr int kApprover = 9;
+    static constexpr int kRefunder = 10;
+    static constexpr int kStatusBanner = 11;
+    static constexpr int kReceiptNumber = 12;
 
     QString m_status = QStringLiteral("0"); // a new refund is being prepared
     QString m_customerId;

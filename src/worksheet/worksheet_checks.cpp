@@ -39,9 +39,9 @@ void KORVA_WorkSheet::CheckEdit()
                 platform().marks->MarkFieldError(w);
         };
         const bool voiding = m_action == u"VOID";
-        const QString preparer = mLblData[7]->text().trimmed();
-        const QString verifier = mLblData[8]->text().trimmed();
-        const QString approver = mLblData[9]->text().trimmed();
+        const QString preparer = mLblData[kPreparer]->text().trimmed();
+        const QString verifier = mLblData[kVerifier]->text().trimmed();
+        const QString approver = mLblData[kApprover]->text().trimmed();
 
         // Only neighbouring steps are compared: the preparer may approve.
         if (!voiding) {
@@ -54,13 +54,13 @@ void KORVA_WorkSheet::CheckEdit()
         }
         if (m_customerId.isEmpty())
             fail("The Customer ID can not be found");
-        const QString number = mLblData[0]->text().trimmed();
+        const QString number = mLblData[kRefundNumber]->text().trimmed();
         if (number.isEmpty())
             fail("The Refund Number can not be found");
         else if (IsNumeric(number) && numericValue(number) == 0)
             fail("The Refund Number has not been generated");
 
-        const QString shown = mLblData[11]->text().trimmed();
+        const QString shown = mLblData[kStatusBanner]->text().trimmed();
         if (shown == u"4" || shown == u"T" || shown == u"V") {
             fail("The following transaction can not be voided or saved: a "
                  "Voided/Transferred/Refunded Worksheet");
@@ -77,17 +77,17 @@ void KORVA_WorkSheet::CheckEdit()
         const QString &s = m_status;
         if (s == u"0" && preparer.isEmpty())
             fail("When preparing a refund, the officer preparing the refund must be displayed.",
-                 {mLblData[7]});
+                 {mLblData[kPreparer]});
         else if (s == u"1" && verifier.isEmpty())
             fail("When verifying a refund, the officer verifying the refund must be displayed.",
-                 {mLblData[8]});
+                 {mLblData[kVerifier]});
         else if (s == u"2" && approver.isEmpty())
             fail("When approving a refund, the officer approving the refund must be displayed.",
-                 {mLblData[9]});
-        else if (s == u"3" && mLblData[10]->text().trimmed().isEmpty())
+                 {mLblData[kApprover]});
+        else if (s == u"3" && mLblData[kRefunder]->text().trimmed().isEmpty())
             fail("When refunding an excess fund, the officer refunding the excess fund must be "
                  "displayed.",
-                 {mLblData[10]});
+                 {mLblData[kRefunder]});
 
         const bool transferred = mRdo[0]->isChecked();
         const bool refunded = mRdo[1]->isChecked();

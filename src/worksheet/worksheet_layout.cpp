@@ -1,5 +1,6 @@
 #include "korva_worksheet.h"
 
+#include "common/controlnames.h"
 #include "platform/controls/dtp.h"
 #include "platform/errors.h"
 
@@ -19,11 +20,6 @@
 namespace korva {
 
 namespace {
-
-QString indexed(const char *array, int index)
-{
-    return QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(index);
-}
 
 QLabel *dataLabel(QWidget *parent, int index)
 {
@@ -75,13 +71,13 @@ void KORVA_WorkSheet::buildControls()
     QFont big = font();
     big.setPointSizeF(big.pointSizeF() * 1.9);
     big.setBold(true);
-    mLblData[11]->setFont(big);
-    mLblData[11]->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    mLblData[kStatusBanner]->setFont(big);
+    mLblData[kStatusBanner]->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     QFont number = font();
     number.setPointSizeF(number.pointSizeF() * 1.3);
     number.setBold(true);
-    mLblData[0]->setFont(number);
-    mLblData[6]->setFont(number);
+    mLblData[kRefundNumber]->setFont(number);
+    mLblData[kAmount]->setFont(number);
 
     auto *title = new QLabel(QStringLiteral("Refund Worksheet"), this);
     QFont titleFont = font();
@@ -91,22 +87,22 @@ void KORVA_WorkSheet::buildControls()
     heading->setHorizontalSpacing(24);
     heading->addWidget(title, 0, 0, 1, 3);
     heading->addWidget(caption("Refund Number", this), 1, 0);
-    heading->addWidget(mLblData[0], 2, 0);
+    heading->addWidget(mLblData[kRefundNumber], 2, 0);
     heading->addWidget(caption("Receipt Number", this), 1, 1);
-    heading->addWidget(mLblData[12], 2, 1);
+    heading->addWidget(mLblData[kReceiptNumber], 2, 1);
     heading->addWidget(caption("Refund Amount", this), 1, 2);
-    heading->addWidget(mLblData[6], 2, 2);
-    heading->addWidget(mLblData[11], 0, 3, 3, 1);
+    heading->addWidget(mLblData[kAmount], 2, 2);
+    heading->addWidget(mLblData[kStatusBanner], 0, 3, 3, 1);
     heading->setColumnStretch(3, 1);
 
     auto *customer = new QGroupBox(QStringLiteral("Customer"), this);
     auto *cust = new QFormLayout(customer);
-    cust->addRow(caption("Name", customer), mLblData[1]);
-    cust->addRow(caption("Address", customer), mLblData[2]);
+    cust->addRow(caption("Name", customer), mLblData[kCustomerName]);
+    cust->addRow(caption("Address", customer), mLblData[kAddress]);
     auto *place = new QHBoxLayout;
-    place->addWidget(mLblData[3], 2);
-    place->addWidget(mLblData[4], 1);
-    place->addWidget(mLblData[5], 1);
+    place->addWidget(mLblData[kCity], 2);
+    place->addWidget(mLblData[kState], 1);
+    place->addWidget(mLblData[kZip], 1);
     cust->addRow(caption("City, State, ZIP", customer), place);
 
     mFraRefund[0] = new QGroupBox(QStringLiteral("Refund To"), this);
@@ -127,7 +123,7 @@ void KORVA_WorkSheet::buildControls()
         mLblOfficerName[i] = new QLabel(mFraRefund[1]);
         mLblOfficerName[i]->setObjectName(QStringLiteral("mLblOfficerName(%1)").arg(i));
         officers->addWidget(caption(steps[i], mFraRefund[1]), i, 0);
-        officers->addWidget(mLblData[7 + i], i, 1);
+        officers->addWidget(mLblData[kPreparer + i], i, 1);
         officers->addWidget(mLblOfficerName[i], i, 2);
     }
     officers->setColumnStretch(2, 1);

@@ -62,8 +62,7 @@ void KORVA_WorkSheet::LoadMe(const QString &customerId, const QString &status,
         m_status = status.trimmed().toUpper();
         m_refundNumber = refundNumber;
         m_openMode = openMode;
-        if (platform().pointer)
-            platform().pointer->setBusy();
+        platform().pointer->setBusy();
         applyStatusControls();
         SendInProgressRefundPI();
         m_loadedFromOutside = true;
@@ -112,13 +111,13 @@ void KORVA_WorkSheet::applyStatusControls()
 
     // The officer of the next step is whoever is signed on now.
     if (preparing)
-        setOfficer(7, signedOnOfficer());
+        setOfficer(kPreparer, signedOnOfficer());
     else if (s == u"1")
-        setOfficer(8, signedOnOfficer());
+        setOfficer(kVerifier, signedOnOfficer());
     else if (s == u"2")
-        setOfficer(9, signedOnOfficer());
+        setOfficer(kApprover, signedOnOfficer());
     else if (s == u"3")
-        setOfficer(10, signedOnOfficer());
+        setOfficer(kRefunder, signedOnOfficer());
 }
 
 void KORVA_WorkSheet::Form_Load()
@@ -135,19 +134,19 @@ void KORVA_WorkSheet::Form_Load()
         if (isOneOf(m_action, {u"4", u"T", u"V"})) {
             mCmdButton[2]->setEnabled(false);
             mCmdButton[0]->setEnabled(false);
-            mLblData[11]->setText(m_action == u"V"   ? QStringLiteral("VOIDED")
-                                  : m_action == u"T" ? QStringLiteral("TRANSFERRED")
-                                                     : QStringLiteral("REFUNDED"));
+            mLblData[kStatusBanner]->setText(m_action == u"V"   ? QStringLiteral("VOIDED")
+                                             : m_action == u"T" ? QStringLiteral("TRANSFERRED")
+                                                                : QStringLiteral("REFUNDED"));
         }
         if (isOneOf(m_status, {u"V", u"5", u"T"}))
             mCmdButton[3]->setEnabled(true);
         if (!m_loadedFromOutside && numericValue(m_refundNumber) == 0) {
-            mLblData[0]->setText(QStringLiteral("0000000"));
+            mLblData[kRefundNumber]->setText(QStringLiteral("0000000"));
             // A refund opened to be prepared here is open for editing, at its first step.
             if (m_openMode.isEmpty())
                 m_openMode = QStringLiteral("O");
             applyStatusControls();
-            mLblData[11]->setText(
+            mLblData[kStatusBanner]->setText(
                 platform().lookups->codeDescription(QStringLiteral("REFUNDTYP"), m_status));
             m_numberPending = true;
             m_timedOut = false;
@@ -166,7 +165,7 @@ void KORVA_WorkSheet::Form_Load()
 void KORVA_WorkSheet::Form_Unload()
 {
     guard(u"KORVA_WorkSheet.Form_Unload", [&] {
-        status(QStringLiteral("Ready"));
+        platform().status->StatusText(QStringLiteral("Ready"));
         mZelbMessage->release(messageIdentity());
     });
 }
@@ -180,9 +179,9 @@ void KORVA_WorkSheet::SendInProgressRefundPI()
                           RequestParameter::key(QStringLiteral("REFUND_NBR"), m_refundNumber)});
         m_pendingMessageId = mZelbMessage->send(request);
         m_timedOut = false;
-        status(QStringLiteral("Requesting Worksheet Details for Refund number ") + m_refundNumber);
-        if (platform().pointer)
-            platform().pointer->setBusy();
+        platform().status->StatusText(
+            QStringLiteral("Requesting Worksheet Details for Refund number ") + m_refundNumber);
+        platform().pointer->setBusy();
     });
 }
 
@@ -190,8 +189,7 @@ void KORVA_WorkSheet::FillRefundWorkSheetInfo(const RecordSetPtr &refund)
 {
     guard(u"KORVA_WorkSheet.FillRefundWorkSheetInfo", [&] {
         if (!refund) {
-            if (platform().status)
-                platform().status->emptyResult(QStringLiteral("REFUND"));
+            platform().status->emptyResult(QStringLiteral("REFUND"));
             return;
         }
         auto has = [&](const char16_t *f) {
@@ -208,25 +206,25 @@ void KORVA_WorkSheet::FillRefundWorkSheetInfo(const RecordSetPtr &refund)
         };
         for (refund->moveFirst(); !refund->isEOF(); refund->moveNext()) {
             if (has(u"RCPT_NBR"))
-                mLblData[12]->setText(text(u"RCPT_NBR").trimmed());
+                mLblData[kReceiptNumber]->setText(text(u"RCPT_NBR").trimmed());
             if (has(u"CUST_ID"))
                 m_customerId = text(u"CUST_ID").trimmed();
             if (has(u"RFND_NBR"))
-                mLblData[0]->setText(text(u"RFND_NBR").trimmed());
+                mLblData[kRefundNumber]->setText(text(u"RFND_NBR").trimmed());
             if (has(u"RFND_AMT"))
-                mLblData[6]->setText(currency(numericValue(text(u"RFND_AMT"))));
+                mLblData[kAmount]->setText(currency(numericValue(text(u"RFND_AMT"))));
             if (has(u"TO"))
                 option(u"TO");
             if (has(u"DT_MLD"))
                 KORVA_DTP1[1]->setValue(dateValue(refund->value(u"DT_MLD")));
             if (has(u"CREATOR_ID"))
-                setOfficer(7, text(u"CREATOR_ID"));
+                setOfficer(kPreparer, text(u"CREATOR_ID"));
             if (has(u"VERIFY_ID"))
-                setOfficer(8, text(u"VERIFY_ID"));
+                setOfficer(kVerifier, text(u"VERIFY_ID"));
             if (has(u"APPROVE_ID"))
-                setOfficer(9, text(u"APPROVE_ID"));
+                setOfficer(kApprover, text(u"APPROVE_ID"));
             if (has(u"RFND_BY_ID"))
-                setOfficer(10, text(u"RFND_BY_ID"));
+                setOfficer(kRefunder, text(u"RFND_BY_ID"));
             if (has(u"QRT_CMMT_TXT"))
                 setComment(0, normalisedLineEnds(text(u"QRT_CMMT_TXT")));
             if (has(u"FISCAL_CMMT_TXT"))
@@ -239,27 +237,28 @@ void KORVA_WorkSheet::FillRefundWorkSheetInfo(const RecordSetPtr &refund)
                 KORVA_DTP1[0]->setValue(dateValue(refund->value(u"RFND_DT")));
             if (has(u"STTS_CD")) {
                 const QString code = text(u"STTS_CD").trimmed();
-                mLblData[11]->setText(
+                mLblData[kStatusBanner]->setText(
                     platform().lookups->codeDescription(QStringLiteral("REFUNDTYP"), code));
                 m_status = code;
             }
             if (has(u"CUST_NM"))
-                mLblData[1]->setText(text(u"CUST_NM").trimmed());
+                mLblData[kCustomerName]->setText(text(u"CUST_NM").trimmed());
             if (has(u"ADDR_1") || has(u"ADDR_2")) {
                 const QString a1 = has(u"ADDR_1") ? text(u"ADDR_1").trimmed() : QString();
                 const QString a2 = has(u"ADDR_2") ? text(u"ADDR_2").trimmed() : QString();
-                mLblData[2]->setText(a1.isEmpty() || a2.isEmpty() ? a1 + a2
-                                                                  : a1 + QStringLiteral(" ") + a2);
+                mLblData[kAddress]->setText(
+                    a1.isEmpty() || a2.isEmpty() ? a1 + a2 : a1 + QStringLiteral(" ") + a2);
             }
             if (has(u"CITY"))
-                mLblData[3]->setText(text(u"CITY").trimmed());
+                mLblData[kCity]->setText(text(u"CITY").trimmed());
             if (has(u"STATE"))
-                mLblData[4]->setText(text(u"STATE").trimmed());
+                mLblData[kState]->setText(text(u"STATE").trimmed());
             if (has(u"ZIP"))
-                mLblData[5]->setText(text(u"ZIP").trimmed());
+                mLblData[kZip]->setText(text(u"ZIP").trimmed());
         }
-        status(QStringLiteral("Display Refund Worksheet Details for Refund number ") +
-               mLblData[0]->text());
+        platform().status->StatusText(
+            QStringLiteral("Display Refund Worksheet Details for Refund number ") +
+            mLblData[kRefundNumber]->text());
     });
 }
 
@@ -267,9 +266,10 @@ void KORVA_WorkSheet::GetFormNumber(const QString &text)
 {
     guard(u"KORVA_WorkSheet.GetFormNumber", [&] {
         const QString t = text.trimmed();
-        mLblData[0]->setText(IsNumeric(t) ? QStringLiteral("%1").arg(qint64(numericValue(t)), 7, 10,
-                                                                     QLatin1Char('0'))
-                                          : t);
+        mLblData[kRefundNumber]->setText(
+            IsNumeric(t)
+                ? QStringLiteral("%1").arg(qint64(numericValue(t)), 7, 10, QLatin1Char('0'))
+                : t);
         m_numberPending = false;
     });
 }
@@ -308,8 +308,7 @@ void KORVA_WorkSheet::mZelbMessage_MsgTimeout()
 void KORVA_WorkSheet::mZelbMessage_DataReady(const QString &identity)
 {
     guard(u"KORVA_WorkSheet.mZelbMessage_DataReady", [&] {
-        if (platform().pointer)
-            platform().pointer->setBusy();
+        platform().pointer->setBusy();
         requireOwnReply(identity, messageIdentity());
         const BrokerReply *reply = mZelbMessage->reply(identity);
         // Only the answer to the request sent last counts; an older one is stale.
@@ -340,9 +339,9 @@ void KORVA_WorkSheet::mZelbMessage_DataReady(const QString &identity)
                 } else {
                     UpdateTimeout();
                 }
-                status(QStringLiteral("Search timed out"));
+                platform().status->StatusText(QStringLiteral("Search timed out"));
             } else {
-                status(QStringLiteral("Search was not successful"));
+                platform().status->StatusText(QStringLiteral("Search was not successful"));
                 m_action.clear();
             }
         }
@@ -354,11 +353,11 @@ void KORVA_WorkSheet::mZelbMessage_DataReady(const QString &identity)
             if (m_action == u"VOID") {
                 mCmdButton[2]->setEnabled(false);
                 mCmdButton[3]->setEnabled(true);
-                mLblData[11]->setText(QStringLiteral("VOIDED"));
+                mLblData[kStatusBanner]->setText(QStringLiteral("VOIDED"));
             }
             m_action.clear();
             if (!m_timedOut)
-                status(QStringLiteral("Ready"));
+                platform().status->StatusText(QStringLiteral("Ready"));
             if (m_savedVoided) {
                 mCmdButton[0]->setEnabled(false);
                 mCmdButton[3]->setEnabled(true);

@@ -1,4 +1,5 @@
 #include "korva_worksheet.h"
+#include "refundrecord.h"
 
 #include "common/conventions.h"
 #include "common/modassignmaint.h"
@@ -14,24 +15,21 @@
 
 namespace korva {
 
-using modAssignMaint::DB2Date;
-
 bool KORVA_WorkSheet::SaveData()
 {
     bool sent = false;
     guard(u"KORVA_WorkSheet.SaveData", [&] {
         CheckEdit();
         if (!m_errorText.isEmpty()) {
-            status(QStringLiteral("Error(s) found"));
+            platform().status->StatusText(QStringLiteral("Error(s) found"));
             platform().messages->msgBox(m_errorText, MsgStyle::Exclamation,
                                         modMessageTitle::MessageTitle());
             return;
         }
-        if (platform().pointer)
-            platform().pointer->setBusy();
-        const QString customer = mLblData[1]->text().trimmed();
-        status(QStringLiteral("Saving Refund Worksheet for ") +
-               (customer.isEmpty() ? m_customerId : customer));
+        platform().pointer->setBusy();
+        const QString customer = mLblData[kCustomerName]->text().trimmed();
+        platform().status->StatusText(QStringLiteral("Saving Refund Worksheet for ") +
+                                      (customer.isEmpty() ? m_customerId : customer));
         const RecordSetPtr rs = RecordSet::create(QStringLiteral("REFUND"));
         if (m_action != u"VOID") {
             if (m_status == u"0")
@@ -53,69 +51,40 @@ bool KORVA_WorkSheet::SaveData()
     return sent;
 }
 
+RefundFormValues KORVA_WorkSheet::formValues() const
+{
+    RefundFormValues form;
+    form.status = m_status;
+    form.customerId = m_customerId;
+    form.refundNumber = mLblData[kRefundNumber]->text();
+    for (int i = 2; i <= 4 && form.receiver < 0; ++i) {
+        if (mRdo[i]->isChecked())
+            form.receiver = i;
+    }
+    if (mRdo[0]->isChecked())
+        form.refundKind = 0;
+    else if (mRdo[1]->isChecked())
+        form.refundKind = 1;
+    form.mailedOn = KORVA_DTP1[1]->date();
+    form.refundedOn = KORVA_DTP1[0]->date();
+    form.today = platform().clock->today();
+    form.officer = signedOnOfficer();
+    form.quarterComment = comment(0);
+    if (mTxtRefund[1]->isEnabled())
+        form.fiscalComment = comment(1);
+    form.warrantNumber = mTxt[0]->text();
+    form.amount = mLblData[kAmount]->text();
+    form.receiptNumber = mLblData[kReceiptNumber]->text();
+    return form;
+}
+
 void KORVA_WorkSheet::LoadRefundDTD(const RecordSetPtr &rs)
 {
     const bool built = guard(u"KORVA_WorkSheet.LoadRefundDTD", [&] {
-        const QString s = m_status;
-        const bool early = s == u"0" || s == u"1" || s == u"2";
-        auto set = [&](const char16_t *field, const QString &value) {
-            rs->setValue(field, value);
-        };
-        rs->addNew();
-        set(u"ACTION", s == u"0" ? QStringLiteral("ADD") : QStringLiteral("UPD"));
-        set(u"CUST_ID", m_customerId);
-        set(u"RFND_NBR", mLblData[0]->text());
-        if (early) {
-            for (int i = 2; i <= 4; ++i) {
-                if (mRdo[i]->isChecked()) {
-                    set(u"TO", QString::number(i));
-                    break;
-                }
-            }
-        }
-        if (s == u"4")
-            set(u"DT_MLD", DB2Date(KORVA_DTP1[1]->date()));
-        if (s == u"0") {
-            set(u"CREATED_DT", DB2Date(platform().clock->today()));
-            set(u"CREATOR_ID", signedOnOfficer());
-        }
-        if (s == u"1")
-            set(u"VERIFY_ID", signedOnOfficer());
-        if (s == u"2")
-            set(u"APPROVE_ID", signedOnOfficer());
-        if (s == u"3")
-            set(u"RFND_BY_ID", signedOnOfficer());
-        if (early && !comment(0).isEmpty())
-            set(u"QRT_CMMT_TXT", comment(0));
-        if (s == u"3" && mTxtRefund[1]->isEnabled() && !comment(1).isEmpty())
-            set(u"FISCAL_CMMT_TXT", comment(1));
-        if (s == u"3" && (mRdo[0]->isChecked() || mRdo[1]->isChecked()))
-            set(u"RFND_CD", mRdo[0]->isChecked() ? QStringLiteral("0") : QStringLiteral("1"));
-        if (s == u"3") {
-            set(u"WRNT_NBR", mTxt[0]->text());
-            set(u"RFND_DT", DB2Date(KORVA_DTP1[0]->date()));
-        }
-        if (s == u"0") {
-            QString amount = mLblData[6]->text();
-            amount.remove(u'$');
-            amount.remove(u',');
-            set(u"RFND_AMT", amount);
-        }
-        set(u"RCPT_NBR", mLblData[12]->text());
-
+        const RefundFormValues form = formValues();
+        addRefundRow(*rs, form);
         // The form moves with the record; a refused save steps it back.
-        if (s == u"0")
-            m_status = QStringLiteral("1");
-        else if (s == u"1")
-            m_status = QStringLiteral("2");
-        else if (s == u"2")
-            m_status = QStringLiteral("3");
-        else if (s == u"3")
-            m_status = mRdo[0]->isChecked() ? QStringLiteral("T") : QStringLiteral("4");
-        else if (s == u"4")
-            m_status = QStringLiteral("5");
-        set(u"STTS_CD", m_status);
-        rs->update();
+        m_status = nextRefundStatus(form.status, form.refundKind == 0);
     });
     if (!built)
         rs->clear();
@@ -123,16 +92,8 @@ void KORVA_WorkSheet::LoadRefundDTD(const RecordSetPtr &rs)
 
 void KORVA_WorkSheet::LoadVoidRefundDTD(const RecordSetPtr &rs)
 {
-    const bool built = guard(u"KORVA_WorkSheet.LoadVoidRefundDTD", [&] {
-        rs->addNew();
-        rs->setValue(u"ACTION", QStringLiteral("UPD"));
-        rs->setValue(u"CUST_ID", m_customerId);
-        rs->setValue(u"RFND_NBR", mLblData[0]->text());
-        rs->setValue(u"STTS_CD", QStringLiteral("V"));
-        rs->setValue(u"VOID_ID", signedOnOfficer());
-        rs->setValue(u"RCPT_NBR", mLblData[12]->text());
-        rs->update();
-    });
+    const bool built =
+        guard(u"KORVA_WorkSheet.LoadVoidRefundDTD", [&] { addVoidRow(*rs, formValues()); });
     if (!built)
         rs->clear();
 }

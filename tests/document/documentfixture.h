@@ -195,7 +195,7 @@ public:
     KORVA_DTP *date(int i) { return find<KORVA_DTP>("dtpFTDate", i); }
     QRadioButton *option(int i) { return find<QRadioButton>("optButton", i); }
     QPushButton *button(int i) { return find<QPushButton>("cmdButton", i); }
-    DataGrid *grid() { return doc().grdAssignment; }
+    DataGrid *grid() { return doc().findChild<DataGrid *>(QStringLiteral("grdAssignment")); }
     int sentCount() const { return int(tp.fakeBroker.sent.size()); }
     const BrokerRequest &lastRequest() const { return tp.fakeBroker.last().request; }
     const QList<testkit::ScriptedMessageBoxes::Shown> &boxes() const { return tp.boxes.shown; }

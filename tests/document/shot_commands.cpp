@@ -66,7 +66,7 @@ int main(int argc, char *argv[])
         return 1;
 
     // A received open assignment with some history, selected as the user would.
-    DataGrid *grid = doc.grdAssignment;
+    DataGrid *grid = doc.findChild<DataGrid *>(QStringLiteral("grdAssignment"));
     int row = 0;
     for (int r = 0; r < grid->rowCount(); ++r) {
         if (grid->text(r, QStringLiteral("HIST_CNT")).toInt() > 1 &&

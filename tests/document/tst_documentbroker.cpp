@@ -150,7 +150,7 @@ private slots:
                             q.value(6).toBool() ? QStringLiteral("red") : QString()}
                     .join(u'|'));
         q.finish();
-        DataGrid *g = s.doc->grdAssignment;
+        DataGrid *g = s.doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"));
         QCOMPARE(g->rowCount(), expected.size());
         QSet<QString> kinds; // the statuses shown, and whether red rows were among them
         for (int row = 0; row < g->rowCount(); ++row) {
@@ -264,16 +264,17 @@ private slots:
     {
         SignedOn s(*m_broker, 1001);
         QVERIFY(s.waitReplies(1));
-        const int rows = s.doc->grdAssignment->rowCount();
-        s.doc->dtpFTDate[0]->setValue(kToday.addDays(1));
-        QTest::mouseClick(s.doc->cmdButton[0], Qt::LeftButton);
+        const int rows = s.doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))->rowCount();
+        s.doc->findChild<KORVA_DTP *>(QStringLiteral("dtpFTDate(0)"))->setValue(kToday.addDays(1));
+        QTest::mouseClick(s.doc->findChild<QPushButton *>(QStringLiteral("cmdButton(0)")),
+                          Qt::LeftButton);
         QCOMPARE(s.counting.sent, 1);
         QCOMPARE(s.boxes().size(), 1);
         QCOMPARE(s.boxes()[0].prompt, QStringLiteral("The 'Assigned From' effective date must be "
                                                      "on, or before, the 'Assigned To' date."));
         QCOMPARE(s.boxes()[0].style, MsgStyle::Critical);
         QCOMPARE(s.boxes()[0].title, modMessageTitle::MessageTitle());
-        QCOMPARE(s.doc->grdAssignment->rowCount(), rows);
+        QCOMPARE(s.doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))->rowCount(), rows);
     }
 };
 

@@ -321,7 +321,8 @@ private slots:
                 askedFor = f.lastRequest().keyValue(u"REFUND_NBR");
                 QCOMPARE(d->CustomerID() + d->statusCode(), QStringLiteral("C-1001"));
                 // A closed assignment's worksheet is for reading: its save stays off.
-                QCOMPARE(d->mCmdButton[0]->isEnabled(), status == u"O");
+                QCOMPARE(d->findChild<QPushButton *>(QStringLiteral("mCmdButton(0)"))->isEnabled(),
+                         status == u"O");
                 d->SetSavedVoidedFlag(true); // as after a save: the list is asked for again
                 d->close();
             });

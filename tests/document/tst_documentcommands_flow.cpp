@@ -50,24 +50,30 @@ class TestDocumentCommandsFlow : public QObject {
     }
     int rowOf(int number)
     {
-        for (int row = 0; row < doc->grdAssignment->rowCount(); ++row) {
-            if (doc->grdAssignment->text(row, QStringLiteral("ASGNMT_NBR")).toInt() == number)
+        for (int row = 0;
+             row < doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))->rowCount(); ++row) {
+            if (doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))
+                    ->text(row, QStringLiteral("ASGNMT_NBR"))
+                    .toInt() == number)
                 return row;
         }
         return -1;
     }
     QString shownStatus(int number)
     {
-        return doc->grdAssignment->text(rowOf(number), QStringLiteral("Status"));
+        return doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))
+            ->text(rowOf(number), QStringLiteral("Status"));
     }
     // Selects the assignment's row with the mouse and clicks the command.
     void command(int number, int button)
     {
-        DataGrid *g = doc->grdAssignment;
+        DataGrid *g = doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"));
         const QModelIndex cell = g->model()->index(rowOf(number), 1);
         g->scrollTo(cell);
         QTest::mouseClick(g->viewport(), Qt::LeftButton, {}, g->visualRect(cell).center());
-        QTest::mouseClick(doc->cmdButton[button], Qt::LeftButton);
+        QTest::mouseClick(
+            doc->findChild<QPushButton *>(QStringLiteral("cmdButton(%1)").arg(button)),
+            Qt::LeftButton);
     }
     // A frmAssignROC command: the comment typed, Save, and the list asked for again.
     QString confirm(int number, int button, const QString &comment)
@@ -84,7 +90,8 @@ class TestDocumentCommandsFlow : public QObject {
                 const QString shownMode = d->mode();
                 // The document disposes of the dialog once it reports back.
                 const QPointer<frmAssignROC> dialog(d);
-                QTest::mouseClick(d->cmdButton[0], Qt::LeftButton);
+                QTest::mouseClick(d->findChild<QPushButton *>(QStringLiteral("cmdButton(0)")),
+                                  Qt::LeftButton);
                 if (QTest::qWaitFor([&] { return !dialog || !dialog->isVisible(); }, 20000))
                     mode = shownMode;
             });
@@ -125,8 +132,10 @@ private slots:
         const QString sender = stored("OFCR_FRM_ID", number);
         const int steps = stored("HIST_CNT", number).toInt();
         // Every status, so that the closed assignment stays listed.
-        QTest::mouseClick(doc->optButton[1], Qt::LeftButton);
-        QTest::mouseClick(doc->cmdButton[0], Qt::LeftButton);
+        QTest::mouseClick(doc->findChild<QRadioButton *>(QStringLiteral("optButton(1)")),
+                          Qt::LeftButton);
+        QTest::mouseClick(doc->findChild<QPushButton *>(QStringLiteral("cmdButton(0)")),
+                          Qt::LeftButton);
         QVERIFY(waitReply());
 
         QCOMPARE(confirm(number, 3, QStringLiteral("Receipt found.")), QStringLiteral("CLOSE"));
@@ -141,7 +150,7 @@ private slots:
         QCOMPARE(shownStatus(number), QStringLiteral("Open"));
 
         // The history shows the store's steps of this assignment; the list is left as it was.
-        const int listed = doc->grdAssignment->rowCount();
+        const int listed = doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))->rowCount();
         int historyRows = -1;
         duringModal<frmAssignHistory>(
             [&] {
@@ -157,8 +166,8 @@ private slots:
             read(QStringLiteral("SELECT COUNT(*) FROM ASGNMT_HIST WHERE ASGNMT_NBR = ?"), {number})
                 .toInt());
         QVERIFY(historyRows >= 2); // the close and the reopen at least
-        QCOMPARE(doc->grdAssignment->rowCount(), listed);
-        QVERIFY(doc->grdAssignment->isEnabled());
+        QCOMPARE(doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))->rowCount(), listed);
+        QVERIFY(doc->findChild<DataGrid *>(QStringLiteral("grdAssignment"))->isEnabled());
 
         // The reply goes back to the sender and leaves this officer's received list.
         QCOMPARE(confirm(number, 2, QStringLiteral("Done.")), QStringLiteral("REPLY"));

@@ -158,7 +158,11 @@ private slots:
         f.showWith({{.to = 1001}, {.to = 1002}, {.to = 1001}});
         DataGrid *g = f.grid();
         QCOMPARE(g->rowCount(), 2); // the current officer is in force at start
-        QCOMPARE(f.doc().adoAssignment->recordSet()->filter(), QStringLiteral("OFCR_TO_ID = 1001"));
+        QCOMPARE(f.doc()
+                     .findChild<DataControl *>(QStringLiteral("adoAssignment"))
+                     ->recordSet()
+                     ->filter(),
+                 QStringLiteral("OFCR_TO_ID = 1001"));
         QTest::mouseClick(f.find<QRadioButton>(QStringLiteral("optAllOfficers")), Qt::LeftButton);
         QCOMPARE(g->rowCount(), 3);
         QVERIFY(g->redraw());
@@ -166,7 +170,10 @@ private slots:
         QTest::mouseClick(f.find<QRadioButton>(QStringLiteral("optSent")), Qt::LeftButton);
         QTest::mouseClick(f.find<QRadioButton>(QStringLiteral("optCurrentOfficer")),
                           Qt::LeftButton);
-        QCOMPARE(f.doc().adoAssignment->recordSet()->filter(),
+        QCOMPARE(f.doc()
+                     .findChild<DataControl *>(QStringLiteral("adoAssignment"))
+                     ->recordSet()
+                     ->filter(),
                  QStringLiteral("OFCR_FRM_ID = 1001"));
         QCOMPARE(g->rowCount(), 0);
         QCOMPARE(f.sentCount(), 1);

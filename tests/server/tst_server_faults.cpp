@@ -11,7 +11,9 @@
 #include <QJsonDocument>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 
+#include <memory>
 #include <thread>
 
 using namespace korva;
@@ -183,21 +185,44 @@ void TestServerFaults::storeDeletedUnderTheServerIsReported()
     QVERIFY(!QFile::exists(path));
 }
 
+// A folder for what the unprivileged user reads and runs: under the temporary folder when
+// every folder above it lets others through, else under /tmp (a checkout or TMPDIR under
+// /root or any folder closed to others).
+std::unique_ptr<QTemporaryDir> folderOthersReach()
+{
+    const auto reachable = [](QString path) {
+        for (QDir d(path); !d.isRoot(); d.cdUp()) {
+            if (!(QFileInfo(d.path()).permissions() & QFileDevice::ExeOther))
+                return false;
+        }
+        return true;
+    };
+    const QString base = reachable(QDir::tempPath()) ? QDir::tempPath() : QStringLiteral("/tmp");
+    auto dir = std::make_unique<QTemporaryDir>(base + QStringLiteral("/korva-faults-XXXXXX"));
+    if (!dir->isValid() ||
+        !QFile::setPermissions(dir->path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                                QFileDevice::ExeOther))
+        return {};
+    return dir;
+}
+
 // The save as the operator's command runs it, by an unprivileged user: root writes files
-// whatever their permissions say. The reply's error text, or why it could not run.
-QString saveAsNobody(const QString &connection, const BrokerRequest &request)
+// whatever their permissions say. The command runs from a copy in `dir`, since the build
+// folder may be closed to that user. The reply's error text, or why it could not run.
+QString saveAsNobody(const QTemporaryDir &dir, const QString &connection,
+                     const BrokerRequest &request)
 {
     const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
     if (setpriv.isEmpty())
         return QStringLiteral("<setpriv is not installed>");
-    // The build folder may be closed to other users (a checkout under /root): the command
-    // runs from a copy beside the store.
-    const QString exe = QFileInfo(connection.mid(7)).dir().filePath(QStringLiteral("korva-broker"));
+    const QString exe = dir.filePath(QStringLiteral("korva-broker"));
     if (!QFile::copy(QStringLiteral(KORVA_BROKER_EXE), exe) ||
         !QFile::setPermissions(exe, QFileDevice::ReadOwner | QFileDevice::ExeOwner |
                                         QFileDevice::ReadOther | QFileDevice::ExeOther))
         return QStringLiteral("<korva-broker could not be copied>");
     QProcess p;
+    p.setWorkingDirectory(dir.path());
     p.start(setpriv, {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
                       QStringLiteral("--clear-groups"), exe, QStringLiteral("run"),
                       QStringLiteral("--db"), connection, QStringLiteral("-")});
@@ -219,11 +244,9 @@ void TestServerFaults::readOnlyStoreSavesNothing()
     // Make the store, then serve it from a read-only copy.
     Store store;
     const QString path = store.db().connectionInfo().path;
-    QTemporaryDir dir;
-    QVERIFY(QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                                  QFileDevice::ExeOwner | QFileDevice::ReadOther |
-                                                  QFileDevice::ExeOther));
-    const QString copy = dir.filePath(QStringLiteral("ro.db"));
+    const auto dir = folderOthersReach();
+    QVERIFY(dir);
+    const QString copy = dir->filePath(QStringLiteral("ro.db"));
     store.db().execute(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
     QVERIFY(QFile::copy(path, copy));
     QVERIFY(QFile::setPermissions(copy, QFileDevice::ReadOwner | QFileDevice::ReadOther));
@@ -232,7 +255,7 @@ void TestServerFaults::readOnlyStoreSavesNothing()
     const BrokerRequest save = deskSave(QStringLiteral("ro"));
     QFile probe(copy);
     const QString error = probe.open(QIODevice::ReadWrite)
-                              ? saveAsNobody(connection, save)
+                              ? saveAsNobody(*dir, connection, save)
                               : makeBackend(ServerSettings(connection))->handle(save).error;
     QCOMPARE(error,
              QStringLiteral("The database %1 is read-only; nothing was saved.").arg(connection));

@@ -47,6 +47,7 @@ private slots:
     void codeListRunsTheScreensQueries();
     void codeListReadsOnlyTheCodeTables();
     void codeListFollowsCodeTableChanges();
+    void runawayCodeListQueryIsStopped();
     void referenceDataServesTheSignOnCache();
     void customerFormsAndSearch();
     void unreachableOrLockedStoreGivesErrorReplies();
@@ -218,6 +219,33 @@ void TestServerStore::codeListFollowsCodeTableChanges()
     store.db().commit();
     QVERIFY(texts(codeList(store, q).recordSet(QStringLiteral("CODELIST")), "CD_TBL_CD")
                 .contains(QStringLiteral("IRS")));
+}
+
+void TestServerStore::runawayCodeListQueryIsStopped()
+{
+    Store store;
+    ServerSettings settings(currentConnection());
+    settings.statementTimeoutMs = 100;
+    const auto backend = makeBackend(settings);
+    BrokerRequest request;
+    request.setKind(RequestKind::CodeList);
+    request.setContext(QStringLiteral("INSP_ID=%1;REGION=NE").arg(DemoOfficer::Demo));
+    // Without the limit each runs for hours: one computes before its first row, the other
+    // row by row while the reply is filled.
+    const QString endless = QStringLiteral("From ZTB_CODE a, ZTB_CODE b, ZTB_CODE c, ZTB_CODE d, "
+                                           "ZTB_CODE e, ZTB_CODE f, ZTB_CODE g, ZTB_CODE h");
+    const QString queries[] = {QStringLiteral("Select Count(*) As N ") + endless,
+                               QStringLiteral("Select a.CD_TBL_CD ") + endless};
+    for (const QString &query : queries) {
+        BrokerRequest r = request;
+        r.addParameter(RequestParameter::key(QStringLiteral("QUERY"), query));
+        const QString error = backend->handle(r.detached()).error;
+        QVERIFY2(error.startsWith(u"The request took longer than 0.1 seconds"), qPrintable(error));
+    }
+    // The copy stays usable for the next query.
+    request.addParameter(
+        RequestParameter::key(QStringLiteral("QUERY"), QStringLiteral("Select 1 As N")));
+    QCOMPARE(backend->handle(request.detached()).error, QString());
 }
 
 void TestServerStore::referenceDataServesTheSignOnCache()

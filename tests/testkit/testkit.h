@@ -68,10 +68,13 @@ public:
     int busyCount = 0;
 };
 
+// Never sleeps: a pause is only written down.
 class FixedClock : public Clock {
 public:
     QDateTime now() const override { return fixed; }
+    void pause(int milliseconds) const override { pauses.append(milliseconds); }
     QDateTime fixed{QDate(2026, 11, 22), QTime(9, 30)};
+    mutable QList<int> pauses;
 };
 
 class FakeUser : public UserContext {
@@ -196,7 +199,10 @@ class RecordingFormServices : public FormServices {
 public:
     QString RequestNumber(const QString &kind, const QString &service, BrokerMessage &message,
                           QStringList &atHand) override;
-    QString TemplatePath(int templateNumber) const override { return templates.value(templateNumber); }
+    QString TemplatePath(int templateNumber) const override
+    {
+        return templates.value(templateNumber);
+    }
     struct NumberRequest {
         QString kind;
         QString service;

@@ -111,9 +111,11 @@ void TestWorksheetChain::fourOfficersTakeOneRefundToMailed()
 
     QCOMPARE(step(1001, refund,
                   [](KORVA_WorkSheet &ws) {
-                      QCOMPARE(ws.mLblData[7]->text(), QStringLiteral("1001"));
-                      ws.mRdo[2]->setChecked(true);
-                      ws.mTxtRefund[0]->setPlainText(QStringLiteral("Paid twice & confirmed"));
+                      QCOMPARE(ws.findChild<QLabel *>(QStringLiteral("mLblData(7)"))->text(),
+                               QStringLiteral("1001"));
+                      ws.findChild<QRadioButton *>(QStringLiteral("mRdo(2)"))->setChecked(true);
+                      ws.findChild<QPlainTextEdit *>(QStringLiteral("mTxtRefund(0)"))
+                          ->setPlainText(QStringLiteral("Paid twice & confirmed"));
                   }),
              QString());
     QCOMPARE(stored("STTS_CD", refund), QStringLiteral("1"));
@@ -127,17 +129,22 @@ void TestWorksheetChain::fourOfficersTakeOneRefundToMailed()
     QCOMPARE(stored("APPROVE_ID", refund), QStringLiteral("1005"));
     QCOMPARE(step(1006, refund,
                   [](KORVA_WorkSheet &ws) {
-                      QVERIFY(ws.mFraRefund[2]->isEnabled());
-                      ws.mRdo[1]->setChecked(true);
-                      ws.mTxt[0]->setText(QStringLiteral("W-5521"));
+                      QVERIFY(
+                          ws.findChild<QGroupBox *>(QStringLiteral("mFraRefund(2)"))->isEnabled());
+                      ws.findChild<QRadioButton *>(QStringLiteral("mRdo(1)"))->setChecked(true);
+                      ws.findChild<QLineEdit *>(QStringLiteral("mTxt(0)"))
+                          ->setText(QStringLiteral("W-5521"));
                   }),
              QString());
     QCOMPARE(stored("STTS_CD", refund), QStringLiteral("4"));
     QCOMPARE(stored("WRNT_NBR", refund), QStringLiteral("W-5521"));
     QCOMPARE(stored("RFND_BY_ID", refund), QStringLiteral("1006"));
-    QCOMPARE(
-        step(1001, refund, [](KORVA_WorkSheet &ws) { QVERIFY(ws.KORVA_DTP1[1]->isEnabled()); }),
-        QString());
+    QCOMPARE(step(1001, refund,
+                  [](KORVA_WorkSheet &ws) {
+                      QVERIFY(
+                          ws.findChild<KORVA_DTP *>(QStringLiteral("KORVA_DTP1(1)"))->isEnabled());
+                  }),
+             QString());
     QCOMPARE(stored("STTS_CD", refund), QStringLiteral("5"));
     QVERIFY(!stored("DT_MLD", refund).isEmpty());
     QCOMPARE(stored("QRT_CMMT_TXT", refund), QStringLiteral("Paid twice & confirmed"));
@@ -150,9 +157,13 @@ void TestWorksheetChain::aRefundIsVoided()
     QCOMPARE(step(
                  1005, refund,
                  [](KORVA_WorkSheet &ws) {
-                     QVERIFY(ws.mCmdButton[2]->isEnabled());
-                     if (ws.mTxtRefund[0]->toPlainText().isEmpty())
-                         ws.mTxtRefund[0]->setPlainText(QStringLiteral("Refund withdrawn"));
+                     QVERIFY(
+                         ws.findChild<QPushButton *>(QStringLiteral("mCmdButton(2)"))->isEnabled());
+                     if (ws.findChild<QPlainTextEdit *>(QStringLiteral("mTxtRefund(0)"))
+                             ->toPlainText()
+                             .isEmpty())
+                         ws.findChild<QPlainTextEdit *>(QStringLiteral("mTxtRefund(0)"))
+                             ->setPlainText(QStringLiteral("Refund withdrawn"));
                  },
                  2),
              QString());

@@ -68,9 +68,9 @@ void TestWorksheetLoad::statusTableSetsTheControls()
             return u'x';
         return w->isEnabled() ? u'o' : u's';
     };
-    QCOMPARE(QString(state(f.dtp(1))) + state(f.sheet->mFraRefund[2]), visible);
-    QCOMPARE(f.sheet->mFra[1]->isVisibleTo(f.sheet.get()),
-             f.sheet->mFraRefund[2]->isVisibleTo(f.sheet.get()));
+    QCOMPARE(QString(state(f.dtp(1))) + state(f.frame(2)), visible);
+    QCOMPARE(f.find<QGroupBox>("mFra", 1)->isVisibleTo(f.sheet.get()),
+             f.frame(2)->isVisibleTo(f.sheet.get()));
     auto on = [&](int i) {
         return f.button(i)->isEnabled() ? u'1' : u'0';
     };
@@ -78,7 +78,7 @@ void TestWorksheetLoad::statusTableSetsTheControls()
     for (int i = 7; i <= 10; ++i)
         QCOMPARE(f.label(i)->text(), i == officerLabel ? QStringLiteral("1001") : QString());
     if (officerLabel > 0)
-        QCOMPARE(f.sheet->mLblOfficerName[officerLabel - 7]->text(),
+        QCOMPARE(f.find<QLabel>("mLblOfficerName", officerLabel - 7)->text(),
                  QStringLiteral("DOE, JANE Q."));
     QCOMPARE(f.sheet->statusCode(), status.trimmed().toUpper());
     // After the reply a worksheet opened for reading can no longer be saved.
@@ -312,7 +312,7 @@ void TestWorksheetLoad::newRefundAsksForItsNumber()
     QCOMPARE(f.label(7)->text(), QStringLiteral("1001"));
     QCOMPARE(f.label(11)->text(), QStringLiteral("IN PREPARATION"));
     QVERIFY(f.rdo(2)->isEnabled() && f.text(0)->isEnabled());
-    QVERIFY(!f.dtp(1)->isVisible() && !f.sheet->mFraRefund[2]->isVisible());
+    QVERIFY(!f.dtp(1)->isVisible() && !f.frame(2)->isVisible());
     QCOMPARE(f.dtp(0)->date(), f.tp.fixedClock.today());
     f.tp.fakeBroker.replyGood({testkit::makeRecordSet(
         QStringLiteral("REQ"), {{QStringLiteral("U"), FieldType::Integer}}, {{57}})});

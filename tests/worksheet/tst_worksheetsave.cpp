@@ -260,10 +260,6 @@ void TestWorksheetSave::eachStepSendsItsFields_data()
                           "CREATED_DT=%1\nCREATOR_ID=1001\nQRT_CMMT_TXT=Overpaid\r\ntwice\n"
                           "RFND_AMT=12000.00\nRCPT_NBR=R0000042\nSTTS_CD=1")
                .arg(today);
-    QTest::newRow("1 verify, comment kept")
-        << "1" << Setup()
-        << QStringLiteral("ACTION=UPD\nCUST_ID=400000001\nRFND_NBR=42\nTO=2\nVERIFY_ID=1001\n"
-                          "QRT_CMMT_TXT=Overpaid twice\nRCPT_NBR=R0000042\nSTTS_CD=2");
     QTest::newRow("2 approve, no receiver") << "2" << Setup([](Fixture &f) {
         clearReceiver(f);
         f.label(11)->setText(QStringLiteral("2")); // a bare code is not rule 5's

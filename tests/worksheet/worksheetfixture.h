@@ -142,12 +142,19 @@ struct Fixture {
         return out;
     }
 
-    QLabel *label(int i) const { return sheet->mLblData[i]; }
-    QRadioButton *rdo(int i) const { return sheet->mRdo[i]; }
-    QPushButton *button(int i) const { return sheet->mCmdButton[i]; }
-    KORVA_DTP *dtp(int i) const { return sheet->KORVA_DTP1[i]; }
-    QPlainTextEdit *text(int i) const { return sheet->mTxtRefund[i]; }
-    QLineEdit *warrant() const { return sheet->mTxt[0]; }
+    // The form's controls by their objectNames, "mLblData(6)".
+    template <class Control> Control *find(const char *array, int i) const
+    {
+        return sheet->findChild<Control *>(
+            QStringLiteral("%1(%2)").arg(QLatin1String(array)).arg(i));
+    }
+    QLabel *label(int i) const { return find<QLabel>("mLblData", i); }
+    QRadioButton *rdo(int i) const { return find<QRadioButton>("mRdo", i); }
+    QPushButton *button(int i) const { return find<QPushButton>("mCmdButton", i); }
+    KORVA_DTP *dtp(int i) const { return find<KORVA_DTP>("KORVA_DTP1", i); }
+    QPlainTextEdit *text(int i) const { return find<QPlainTextEdit>("mTxtRefund", i); }
+    QLineEdit *warrant() const { return find<QLineEdit>("mTxt", 0); }
+    QGroupBox *frame(int i) const { return find<QGroupBox>("mFraRefund", i); }
     bool marked(QWidget *w) const { return tp.fieldMarks.isMarked(w); }
 
     testkit::TestPlatform tp;

@@ -32,8 +32,6 @@ void KORVA_CodesCombo::fillFromQuery(const QString &queryText, const QString &co
                                      const QString &descriptionColumn)
 {
     CodeListService *codes = Platform::current().codes;
-    if (!codes)
-        raiseError(kComponentError, QStringLiteral("No code-list service is available."));
     const RecordSetPtr rs = codes->openQuery(queryText);
     if (!rs)
         raiseError(kComponentError, QStringLiteral("The code list query returned no rows."));
@@ -65,9 +63,8 @@ void KORVA_CodesCombo::fillFromRecordSet(const RecordSet &rs, const QString &cod
 void KORVA_CodesCombo::fillFromCodeTable(const QString &table)
 {
     Platform &p = Platform::current();
-    const QString region = p.user ? p.user->region().trimmed().toUpper() : QString();
-    const QString today =
-        (p.clock ? p.clock->today() : QDate::currentDate()).toString(QStringLiteral("yyyy-MM-dd"));
+    const QString region = p.user->region().trimmed().toUpper();
+    const QString today = p.clock->today().toString(QStringLiteral("yyyy-MM-dd"));
     const QString query =
         QStringLiteral("Select CD_TBL_CD, CD_TBL_DES From ZTB_CODE Where REGION=%1 And "
                        "CD_TBL_ID=%2 And (EFCTV_DT Is Null Or EFCTV_DT<=%3) And (END_DT Is Null "

@@ -63,6 +63,7 @@ KORVA_CustSelect::KORVA_CustSelect(QWidget *parent)
     layout->addWidget(m_alertNote);
     setFocusProxy(m_text);
 
+    m_debounce->setObjectName(QStringLiteral("tmrDebounce"));
     m_debounce->setSingleShot(true);
     m_debounce->setInterval(kDefaultDebounceMs);
     connect(m_debounce, &QTimer::timeout, this, &KORVA_CustSelect::sendSearch);
@@ -99,8 +100,7 @@ void KORVA_CustSelect::setDebounce(int milliseconds)
 QString KORVA_CustSelect::messageId() const
 {
     const UserContext *user = platform().user;
-    return (user ? user->applicationPrefix() : QStringLiteral("KORVA")) +
-           QStringLiteral(".CustSelect");
+    return user->applicationPrefix() + QStringLiteral(".CustSelect");
 }
 
 void KORVA_CustSelect::textEdited()
@@ -125,9 +125,9 @@ void KORVA_CustSelect::sendSearch()
         const UserContext *user = platform().user;
         BrokerRequest request;
         request.setMessageId(messageId());
-        request.setVersion(user ? user->versionText() : QStringLiteral("1.0"));
+        request.setVersion(user->versionText());
         request.setKind(kCustomerSearchKind);
-        request.setContext(user ? user->contextText() : QString());
+        request.setContext(user->contextText());
         request.addParameter(RequestParameter::key(QStringLiteral("TEXT"), text));
         request.addParameter(
             RequestParameter::key(QStringLiteral("LIMIT"), QString::number(kSearchLimit)));

@@ -4,7 +4,7 @@
 
 #include <QAbstractListModel>
 #include <QApplication>
-#include <QElapsedTimer>
+#include <QDateTime>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -300,10 +300,9 @@ void KORVA_OfficerSelect::ensureIndex()
     if (m_index)
         return;
     const Platform &p = platform();
-    const QDate today = p.clock ? p.clock->today() : QDate::currentDate();
-    m_index = std::make_shared<const OfficerIndex>(
-        p.lookups ? p.lookups->searchOfficers(QString(), 0) : QList<OfficerInfo>(), today,
-        m_nameOf);
+    const QDate today = p.clock->today();
+    m_index = std::make_shared<const OfficerIndex>(p.lookups->searchOfficers(QString(), 0), today,
+                                                   m_nameOf);
 }
 
 void KORVA_OfficerSelect::search(const QString &text)
@@ -329,9 +328,10 @@ void KORVA_OfficerSelect::moveCurrent(int step)
 void KORVA_OfficerSelect::clicked(const QModelIndex &index)
 {
     // A double-click reaches the list as two clicks; the second is the same choice.
+    const QDateTime now = platform().clock->now();
     const bool repeat = index.row() == m_lastClickRow && m_lastClick.isValid() &&
-                        m_lastClick.elapsed() < QApplication::doubleClickInterval();
-    m_lastClick.start();
+                        m_lastClick.msecsTo(now) < QApplication::doubleClickInterval();
+    m_lastClick = now;
     m_lastClickRow = index.row();
     if (!repeat)
         pick(index);

@@ -3,7 +3,7 @@
 #include "platform/services.h"
 
 #include <QDate>
-#include <QElapsedTimer>
+#include <QDateTime>
 #include <QList>
 #include <QString>
 #include <QWidget>
@@ -103,7 +103,7 @@ private:
     std::optional<OfficerInfo> m_picked;
     OfficerIndex::NameFormatter m_nameOf = nullptr;
     int m_limit = 50;
-    QElapsedTimer m_lastClick;
+    QDateTime m_lastClick; // by the clock service
     int m_lastClickRow = -1;
 };
 
