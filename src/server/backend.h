@@ -19,6 +19,11 @@ public:
     BrokerReply handle(const BrokerRequest &request) override;
     Database &database() { return *m_db; }
 #ifdef KORVA_HAVE_NETWORK
+    // Whether the next requests are proven to be signed by an operator's bus key.
+    void setOperator(bool fromOperator)
+    {
+        m_fromOperator = fromOperator;
+    }
     // The desk the next requests provably come from, as the bus service found it.
     void setOrigin(const SignOnOrigin &origin)
     {
@@ -39,6 +44,7 @@ private:
     std::unique_ptr<CodeTables> m_codes;
     QString m_configError; // a connection text that cannot be used
     bool m_keysPurged = false;
+    bool m_fromOperator = false;
 #ifdef KORVA_HAVE_NETWORK
     SignOnOrigin m_origin;
 #endif

@@ -250,6 +250,9 @@ CREATE TABLE SIGNON_LIMIT (
 );
 DROP TABLE SIGNON_FAIL
 )sql";
+// Version 9: a desk key may be an operator's, which may submit what no officer's desk may.
+constexpr char kSchemaV9[] =
+    R"sql(ALTER TABLE KORVA_DESK ADD COLUMN OPRTR INTEGER DEFAULT 0 NOT NULL)sql";
 constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
 constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
 constexpr char kCatchUpHistoryPg[] = R"sql(
@@ -293,7 +296,8 @@ const QList<Migration> &migrations()
                                        {5, split(kSchemaV5), split(kSchemaV5Pg)},
                                        {6, split(kSchemaV6)},
                                        {7, split(kSchemaV7)},
-                                       {8, split(kSchemaV8)}};
+                                       {8, split(kSchemaV8)},
+                                       {9, split(kSchemaV9)}};
     return list;
 }
 
