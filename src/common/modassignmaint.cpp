@@ -19,6 +19,26 @@ QString OfficerDisplayName(const QString &idText)
     return ProperName(officer->lastName, officer->firstName, officer->middleName, QString());
 }
 
+QString AddresseeDisplayName(const QString &officerIdText, const QString &agency,
+                             const QString &troop, const QString &district)
+{
+    if (!officerIdText.trimmed().isEmpty())
+        return OfficerDisplayName(officerIdText);
+    const QString code = agency.trimmed();
+    if (!code.isEmpty()) {
+        const QString description =
+            platform().lookups ? platform().lookups->codeDescription(QStringLiteral("AGENCY"), code)
+                               : QString();
+        return description.trimmed().isEmpty() ? code : description.trimmed();
+    }
+    const QString t = troop.trimmed();
+    if (t.isEmpty())
+        return QString();
+    const QString d = district.trimmed();
+    return d.isEmpty() ? QStringLiteral("Troop %1").arg(t)
+                       : QStringLiteral("Troop %1, District %2").arg(t, d);
+}
+
 TypeDayCounts &componentDayCounts()
 {
     static TypeDayCounts counts;

@@ -13,6 +13,11 @@ QString ProperName(QString lastName, QString firstName, QString middleName, QStr
 // library's officer lookup and ProperName; empty for an unknown officer or a text that is no
 // number.
 QString OfficerDisplayName(const QString &idText);
+// Whom a row is addressed to: the officer by OfficerDisplayName, else the agency's
+// description (its code when the agency is not in the reference data), else "Troop T" or
+// "Troop T, District D".
+QString AddresseeDisplayName(const QString &officerIdText, const QString &agency,
+                             const QString &troop, const QString &district);
 // "yyyy-mm-dd", the form the broker expects in request parameters.
 QString DB2Date(const QDate &date);
 

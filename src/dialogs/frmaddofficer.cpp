@@ -56,6 +56,7 @@ void frmAddOfficer::buildControls()
     adoAddOfficers->setObjectName(QStringLiteral("adoAddOfficers"));
     grdAddOfficers = new DataGrid(this);
     grdAddOfficers->setObjectName(QStringLiteral("grdAddOfficers"));
+    grdAddOfficers->setAccessibleName(tr("Officers found"));
     grdAddOfficers->setCaption(QStringLiteral("Added Officers"));
     setUpOfficerGrid(grdAddOfficers, adoAddOfficers, QStringLiteral("Registry#"),
                      QStringLiteral("Propername"), u"frmAddOfficer.grdAddOfficers_RowLoaded");

@@ -82,7 +82,7 @@ void frmAssignForward::buildControls()
     txtBox[0]->setMaxLength(9);
     txtBox[0]->setPlaceholderText(tr("Officer number"));
     txtBox[1]->setMaxLength(5);
-    txtBox[1]->setPlaceholderText(tr("e.g. 3A"));
+    txtBox[1]->setPlaceholderText(tr("e.g. B12"));
     txtBox[1]->setToolTip(tr("The troop letter or digit followed by the district"));
     txtComment = new QPlainTextEdit(fraFrame[3]);
     txtComment->setObjectName(indexed("txtBox", 2));
@@ -95,6 +95,7 @@ void frmAssignForward::buildControls()
     }
     cboFTBox0 = new KORVA_CodesCombo(to);
     cboFTBox0->setObjectName(indexed("cboFTBox", 0));
+    cboFTBox0->setAccessibleName(tr("Agency"));
 
     const char *dates[] = {"Effective Date:", "Due Date:", "Expiration Date:"};
     for (int i = 0; i < 3; ++i) {
@@ -109,6 +110,7 @@ void frmAssignForward::buildControls()
     adoOfficers->setObjectName(QStringLiteral("adoOfficers"));
     grdOfficers = new DataGrid(to);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
+    grdOfficers->setAccessibleName(tr("Officers"));
     grdOfficers->setCaption(QStringLiteral("Selected Officers"));
     setUpOfficerGrid(grdOfficers, adoOfficers, QStringLiteral("Registry #"), QStringLiteral("NAME"),
                      u"frmAssignForward.grdOfficers_RowLoaded");
@@ -278,24 +280,28 @@ void frmAssignForward::optButton_Click(int index)
 
         QWidget *shown = nullptr;
         QString text;
+        const char *reason = nullptr;
         switch (index) {
         case 0:
             shown = txtBox[0];
             text = txtBox[0]->text();
+            reason = ForwardTexts::Officer;
             break;
         case 1:
             shown = cboFTBox0;
             text = cboFTBox0->text();
+            reason = ForwardTexts::Agency;
             break;
         case 2:
             shown = txtBox[1];
             text = txtBox[1]->text();
+            reason = ForwardTexts::Troop;
             break;
         default:
             return;
         }
         if (text.trimmed().isEmpty())
-            marks().MarkFieldError(shown);
+            marks().MarkFieldError(shown, QLatin1String(reason));
         shown->setFocus();
     });
 }
@@ -342,7 +348,7 @@ void frmAssignForward::clearOfficers()
     grdOfficers->viewport()->update();
     txtBox[0]->setEnabled(true);
     txtBox[0]->clear();
-    marks().MarkFieldError(txtBox[0]);
+    marks().MarkFieldError(txtBox[0], QLatin1String(ForwardTexts::Officer));
 }
 
 void frmAssignForward::mEventAddOfficer_SendOK(const RecordSetPtr &officers)

@@ -25,6 +25,13 @@ class GridRow;
 class KORVA_CodesCombo;
 class KORVA_DTP;
 
+// What Save says of each addressee box; a marked box tells the same as its tooltip.
+namespace ForwardTexts {
+inline constexpr auto Officer = "Please enter a valid Officer Id";
+inline constexpr auto Agency = "Please enter a valid Agency Code";
+inline constexpr auto Troop = "Please enter a valid Troop/District";
+} // namespace ForwardTexts
+
 // Passes the assignment selected in the document's list on to officers, an agency or a
 // troop/district: one "ASSIGNMENT" update, the outcome told only by SendOK / SendCancel.
 class frmAssignForward : public QDialog, private TextBoxEventSink {

@@ -140,10 +140,10 @@ void frmAssignForward::txtBox_LostFocus(int index)
             if (known)
                 marks.ClearFieldError(txtBox[0]);
             else
-                marks.MarkFieldError(txtBox[0]);
+                marks.MarkFieldError(txtBox[0], QLatin1String(ForwardTexts::Officer));
         } else if (index == 1) {
             if (text.isEmpty())
-                marks.MarkFieldError(txtBox[1]);
+                marks.MarkFieldError(txtBox[1], QLatin1String(ForwardTexts::Troop));
             else
                 CheckTroopAndDistrict();
         }
@@ -172,7 +172,7 @@ bool frmAssignForward::CheckTroopAndDistrict()
         if (valid)
             platform().marks->ClearFieldError(txtBox[1]);
         else
-            platform().marks->MarkFieldError(txtBox[1]);
+            platform().marks->MarkFieldError(txtBox[1], QLatin1String(ForwardTexts::Troop));
     });
     return valid;
 }

@@ -34,19 +34,19 @@ bool frmAssignForward::CheckEdits()
             const RecordSetPtr &officers = adoOfficers->recordSet();
             const bool listed = officers && officers->count() > 0;
             if (!listed && txtBox[0]->text().trimmed().isEmpty()) {
-                marks.MarkFieldError(txtBox[0]);
-                message = QStringLiteral("Please enter a valid Officer Id");
+                message = QLatin1String(ForwardTexts::Officer);
+                marks.MarkFieldError(txtBox[0], message);
             }
         } else if (optButton[1]->isChecked()) {
             if (cboFTBox0->code().trimmed().isEmpty()) {
-                marks.MarkFieldError(cboFTBox0);
-                message = QStringLiteral("Please enter a valid Agency Code");
+                message = QLatin1String(ForwardTexts::Agency);
+                marks.MarkFieldError(cboFTBox0, message);
             }
         } else if (optButton[2]->isChecked()) {
             SplitTroopDistrict();
             if (Troop.isEmpty()) {
-                marks.MarkFieldError(txtBox[1]);
-                message = QStringLiteral("Please enter a valid Troop/District");
+                message = QLatin1String(ForwardTexts::Troop);
+                marks.MarkFieldError(txtBox[1], message);
             }
         }
         if (!message.isEmpty()) {

@@ -46,6 +46,8 @@ constexpr HistoryColumn kHistoryColumns[] = {
     {"EXPRTN_DT", "Expire Date", true, true, 90},
     {"CLSE_DT", "Close Date", true, true, 90},
     {"ASGNMT_CMMT_TXT", "Comment", true, true, 260},
+    {"TRP_ID", nullptr, true, false},
+    {"TRP_DIST_ID", nullptr, true, false},
 };
 
 // An empty history still sorts and binds, so it carries the history's fields.
@@ -87,6 +89,7 @@ void frmAssignHistory::buildControls()
     adoHistory->setObjectName(QStringLiteral("adoHistory"));
     grdHistory = new DataGrid(this);
     grdHistory->setObjectName(QStringLiteral("grdHistory"));
+    grdHistory->setAccessibleName(tr("History"));
     for (const HistoryColumn &c : kHistoryColumns) {
         const QString name = QLatin1String(c.name);
         const QString caption = c.caption ? QLatin1String(c.caption) : name;
@@ -151,7 +154,9 @@ void frmAssignHistory::grdHistory_RowLoaded(GridRow &row)
         if (row.isEmpty())
             return;
         row.setText(QStringLiteral("ASSIGNED_TO"),
-                    modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
+                    modAssignMaint::AddresseeDisplayName(
+                        row.text(QStringLiteral("OFCR_TO_ID")), row.text(QStringLiteral("AGNCY_CD")),
+                        row.text(QStringLiteral("TRP_ID")), row.text(QStringLiteral("TRP_DIST_ID"))));
         row.setText(QStringLiteral("ASSIGNED_FROM"),
                     modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
     });

@@ -2,6 +2,7 @@
 #include "assignmententrytab.h"
 #include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
+#include "workloadcommand.h"
 
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -22,6 +23,7 @@ void KORVA_AssignMaint::buildControls()
     entry = new AssignmentEntryTab(tabTab);
     entry->setObjectName(QStringLiteral("entry"));
     tabTab->addTab(entry, QStringLiteral("New Assignment"));
+    installWorkloadCommand(this, tabTab);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(tabTab);

@@ -70,6 +70,15 @@ void KORVA_AssignMaint::grdAssignment_Click()
     });
 }
 
+void KORVA_AssignMaint::grdAssignment_RowChange()
+{
+    // A list bound again has no current row: the row commands wait for one.
+    if (listTab->grid()->currentRow() < 0)
+        EnableCmdButtons(false);
+    else
+        grdAssignment_Click();
+}
+
 void KORVA_AssignMaint::mZelbMessage_DataReady(const QString &identity)
 {
     ReplyRoutes routes;

@@ -102,6 +102,7 @@ void AssignmentEntryTab::createControls()
     adoOfficers->setObjectName(QStringLiteral("adoOfficers"));
     grdOfficers = new DataGrid(this);
     grdOfficers->setObjectName(QStringLiteral("grdOfficers"));
+    grdOfficers->setAccessibleName(tr("Selected officers"));
     setUpOfficerGrid(grdOfficers, adoOfficers, tr("Officer #"), QStringLiteral("NAME"),
                      u"KORVA_AssignMaint.grdOfficers_RowLoaded");
 }
@@ -129,7 +130,7 @@ void AssignmentEntryTab::setCaptionsAndLimits()
     txtBox[4]->setMaxLength(100);
     txtBox[0]->setPlaceholderText(tr("nnnnnnn-c"));
     txtBox[1]->setPlaceholderText(tr("Officer number"));
-    txtBox[2]->setPlaceholderText(tr("e.g. 3A"));
+    txtBox[2]->setPlaceholderText(tr("e.g. B12"));
     txtBox[0]->setToolTip(tr("A citation number of seven digits is completed with its check "
                              "digit when you leave the box"));
     txtBox[2]->setToolTip(tr("The troop letter or digit followed by the district"));
@@ -188,6 +189,7 @@ void AssignmentEntryTab::layoutControls()
     t->addLayout(officerButtons, 2, 1);
     t->addWidget(optButton[8], 3, 0);
     t->addWidget(cboFTBox[2], 3, 1);
+    cboFTBox[2]->setAccessibleName(tr("Agency")); // its option button is its caption
     t->addWidget(optButton[9], 4, 0);
     t->addWidget(txtBox[2], 4, 1);
     t->setColumnStretch(1, 1);

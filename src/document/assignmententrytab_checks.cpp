@@ -40,7 +40,7 @@ void AssignmentEntryTab::CheckEdits()
         marks().ClearFieldError(txtBox[2]);
         // A combo's mark is not cleared here: it stays until ClearNewAssignment. Deliberate.
         auto fail = [this](QWidget *control, QStringView message, bool lineBreak) {
-            marks().MarkFieldError(control);
+            marks().MarkFieldError(control, message.toString());
             m_errorText += message;
             if (lineBreak)
                 m_errorText += kCrLf;
@@ -124,7 +124,8 @@ bool AssignmentEntryTab::CheckTroopAndDistrict()
         if (valid)
             marks().ClearFieldError(txtBox[2]);
         else
-            marks().MarkFieldError(txtBox[2]);
+            marks().MarkFieldError(txtBox[2],
+                                   QStringLiteral("Assign to Troop/District is not valid."));
     });
     return valid;
 }

@@ -164,7 +164,8 @@ void AssignmentEntryTab::txtBox_LostFocus(int index)
                     m_officerTag = QString::number(id);
                 } else {
                     m_officerTag.clear();
-                    platform().marks->MarkFieldError(txtBox[1]);
+                    platform().marks->MarkFieldError(txtBox[1],
+                                                     QStringLiteral("Invalid officer number."));
                 }
             }
         } else {

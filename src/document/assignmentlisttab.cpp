@@ -1,6 +1,7 @@
 // The list tab's controls, their layout and its start-up.
 #include "assignmentlisttab.h"
 
+#include "assignmentlisttools.h"
 #include "common/controlnames.h"
 #include "platform/controls/datagrid.h"
 #include "platform/controls/dtp.h"
@@ -66,6 +67,9 @@ constexpr GridColumn kAssignmentColumns[] = {
     {"RFND_NBR", "Refund Number", true, false},
     {"RFND_AMT", "Refund Amount", true, false},
     {"STTS_CD", "Refund Status", true, false},
+    {"AGNCY_CD", "Agency", true, false},
+    {"TRP_ID", "Troop", true, false},
+    {"TRP_DIST_ID", "District", true, false},
 };
 
 // The earliest date the search accepts.
@@ -97,9 +101,14 @@ void AssignmentListTab::createControls()
         dtpFTDate[i]->setObjectName(indexed("dtpFTDate", i));
     }
     dtpFTDate[kFrom]->setAllowEmpty(true);
-    grid->addWidget(new QLabel(QStringLiteral("Assigned From"), search), 0, 0);
+    // The labels name the pickers for a screen reader.
+    auto *fromLabel = new QLabel(QStringLiteral("Assigned From"), search);
+    fromLabel->setBuddy(dtpFTDate[kFrom]);
+    auto *toLabel = new QLabel(QStringLiteral("Assigned To"), search);
+    toLabel->setBuddy(dtpFTDate[kTo]);
+    grid->addWidget(fromLabel, 0, 0);
     grid->addWidget(dtpFTDate[kFrom], 0, 1);
-    grid->addWidget(new QLabel(QStringLiteral("Assigned To"), search), 1, 0);
+    grid->addWidget(toLabel, 1, 0);
     grid->addWidget(dtpFTDate[kTo], 1, 1);
 
     // Each pair sits in its own box, so that the pairs do not exclude one another.
@@ -152,6 +161,7 @@ void AssignmentListTab::createControls()
             grdAssignment->setColumnWidth(index, c.width);
     }
     grdAssignment->setDataControl(adoAssignment);
+    listTools = new AssignmentListTools(grdAssignment, adoAssignment, this);
 
     auto *commands = new QHBoxLayout;
     const char *captions[] = {"&Forward", "&Reply", "&Close", "Re&open", "&History"};
@@ -170,6 +180,7 @@ void AssignmentListTab::createControls()
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(search);
+    layout->addWidget(listTools);
     layout->addWidget(grdAssignment, 1);
     layout->addLayout(commands);
 }

@@ -15,6 +15,7 @@ class QRadioButton;
 
 namespace korva {
 
+class AssignmentListTools;
 class DataControl;
 class DataGrid;
 class GridRow;
@@ -54,6 +55,8 @@ public:
 
     // The list, for the row commands that read the selected row.
     DataGrid *grid() const { return grdAssignment; }
+    // The quick filter, the counts and the export above the list.
+    AssignmentListTools *tools() const { return listTools; }
     // cmdButton(index); the row commands' buttons are 1 to 5.
     QPushButton *button(int index) const { return cmdButton.at(index); }
 
@@ -96,6 +99,7 @@ private:
     std::array<QCheckBox *, 3> chkBox{};
     DataControl *adoAssignment = nullptr;
     DataGrid *grdAssignment = nullptr;
+    AssignmentListTools *listTools = nullptr;
     qint16 m_officerId = 0;
 };
 

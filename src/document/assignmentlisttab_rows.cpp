@@ -112,7 +112,9 @@ void AssignmentListTab::grdAssignment_RowLoaded(GridRow &row)
         row.setText(QStringLiteral("ASSIGNED_FROM"),
                     modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
         row.setText(QStringLiteral("ASSIGNED_TO"),
-                    modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_TO_ID"))));
+                    modAssignMaint::AddresseeDisplayName(
+                        row.text(QStringLiteral("OFCR_TO_ID")), row.text(QStringLiteral("AGNCY_CD")),
+                        row.text(QStringLiteral("TRP_ID")), row.text(QStringLiteral("TRP_DIST_ID"))));
 
         const QString rawType = row.text(QStringLiteral("ASGNMT_TYP_CD"));
         const QString type = rawType.trimmed();

@@ -55,6 +55,8 @@ void KORVA_AssignMaint::wireEvents()
                 [this, i] { cmdButton_Click(i); });
     DataGrid *grdAssignment = listTab->grid();
     connect(grdAssignment, &DataGrid::Click, this, &KORVA_AssignMaint::grdAssignment_Click);
+    // The keys move the current row as much as the mouse does.
+    connect(grdAssignment, &DataGrid::RowChange, this, &KORVA_AssignMaint::grdAssignment_RowChange);
     // Double-click and Enter both activate a row: the refund worksheet of a refund request.
     connect(grdAssignment, &DataGrid::activated, this, &KORVA_AssignMaint::grdAssignment_Activated);
 

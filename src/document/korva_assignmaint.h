@@ -77,6 +77,7 @@ private:
     void LoadMyAssignments();
     void RefreshGrid();
     void grdAssignment_Click();
+    void grdAssignment_RowChange();
     void mZelbMessage_DataReady(const QString &identity);
     void mZelbMessage_MsgTimeout(const QString &identity);
 

@@ -89,6 +89,7 @@ void KORVA_SelectCustFormInq::buildControls()
     adoForms = new DataControl(this);
     mSdgGrid = new DataGrid(this);
     mSdgGrid->setObjectName(QStringLiteral("mSdgGrid"));
+    mSdgGrid->setAccessibleName(tr("Customer forms"));
     mSdgGrid->addColumn(QStringLiteral("FORM_NUMBER"), tr("Form Number"));
     mSdgGrid->addColumn(QStringLiteral("CTTN_STTS_TXT"), tr("Status"));
     mSdgGrid->addColumn(QStringLiteral("ASSMT_DUE_AMT"), tr("Assessed"),

@@ -37,6 +37,7 @@ inline constexpr int CodeList = 91;      // a code-list query text over the code
 inline constexpr int Number = 92;        // a generated number of a kind ("U": refund number)
 inline constexpr int SignOn = 94;        // officer and password in, a session token out
 inline constexpr int SignOff = 95;       // ends the session the request carries
+inline constexpr int Workload = 97;      // per officer: open, overdue, due this week, closed
 } // namespace RequestKind
 
 class BrokerRequest {

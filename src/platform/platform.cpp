@@ -1,8 +1,16 @@
 #include "platform.h"
 
+#include <QThread>
+
 #include "nullservices.h"
 
 namespace korva {
+
+// The interface lives in the core, so its one shared body does too.
+void Clock::pause(int milliseconds) const
+{
+    QThread::msleep(ulong(qMax(0, milliseconds)));
+}
 
 namespace {
 Platform g_empty;

@@ -5,15 +5,9 @@
 #include <QDebug>
 #include <QMessageBox>
 #include <QPalette>
-#include <QThread>
 #include <QWidget>
 
 namespace korva {
-
-void Clock::pause(int milliseconds) const
-{
-    QThread::msleep(ulong(qMax(0, milliseconds)));
-}
 
 int QtMessageBoxes::msgBox(const QString &prompt, int style, const QString &title)
 {
@@ -114,6 +108,9 @@ void QtBeeper::beep()
 namespace {
 constexpr auto kMarkProperty = "korvaFieldError";
 constexpr auto kSavedPalette = "korvaSavedPalette";
+constexpr auto kSavedToolTip = "korvaSavedToolTip";
+constexpr auto kSavedDescription = "korvaSavedDescription";
+constexpr auto kReasons = "korvaMarkReasons";
 } // namespace
 
 void WidgetFieldMarks::MarkFieldError(QWidget *control)
@@ -131,12 +128,40 @@ void WidgetFieldMarks::MarkFieldError(QWidget *control)
     control->setProperty(kMarkProperty, true);
 }
 
+// A colour says nothing to a screen reader, nor why: the control tells the rule's message as
+// its tooltip and accessible description. A control failing several rules tells each once.
+void WidgetFieldMarks::MarkFieldError(QWidget *control, const QString &reason)
+{
+    if (!control)
+        return;
+    MarkFieldError(control);
+    const QString text = reason.trimmed();
+    if (text.isEmpty())
+        return;
+    QStringList reasons = control->property(kReasons).toStringList();
+    if (reasons.contains(text))
+        return;
+    if (reasons.isEmpty()) {
+        control->setProperty(kSavedToolTip, control->toolTip());
+        control->setProperty(kSavedDescription, control->accessibleDescription());
+    }
+    reasons.append(text);
+    control->setProperty(kReasons, reasons);
+    control->setToolTip(reasons.join(u'\n'));
+    control->setAccessibleDescription(reasons.join(u' '));
+}
+
 void WidgetFieldMarks::ClearFieldError(QWidget *control)
 {
     if (!control || !isMarked(control))
         return;
     control->setPalette(control->property(kSavedPalette).value<QPalette>());
     control->setProperty(kMarkProperty, false);
+    if (!control->property(kReasons).toStringList().isEmpty()) {
+        control->setToolTip(control->property(kSavedToolTip).toString());
+        control->setAccessibleDescription(control->property(kSavedDescription).toString());
+        control->setProperty(kReasons, QVariant());
+    }
 }
 
 bool WidgetFieldMarks::isMarked(const QWidget *control) const

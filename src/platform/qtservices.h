@@ -72,6 +72,7 @@ public:
 class WidgetFieldMarks : public FieldMarks {
 public:
     void MarkFieldError(QWidget *control) override;
+    void MarkFieldError(QWidget *control, const QString &reason) override;
     void ClearFieldError(QWidget *control) override;
     bool isMarked(const QWidget *control) const override;
 };

@@ -104,6 +104,13 @@ class FieldMarks {
 public:
     virtual ~FieldMarks() = default;
     virtual void MarkFieldError(QWidget *control) = 0;
+    // The same with the message the rule produced, which the control then tells as its tooltip
+    // and accessible description until the mark is cleared.
+    virtual void MarkFieldError(QWidget *control, const QString &reason)
+    {
+        Q_UNUSED(reason)
+        MarkFieldError(control);
+    }
     virtual void ClearFieldError(QWidget *control) = 0;
     virtual bool isMarked(const QWidget *control) const = 0;
 };
@@ -225,6 +232,14 @@ public:
     virtual ~TemplatePrintObject() = default;
     virtual void setTemplatePath(const QString &path) = 0;
     virtual void setXml(const QString &xml) = 0;
+    // A value for the template beside the print data (an officer's name beside the number the
+    // data holds); the data document stays as the screen defines it. Given before the template
+    // and the data, so that a template using it is accepted.
+    virtual void setExtraValue(const QString &name, const QString &value)
+    {
+        Q_UNUSED(name)
+        Q_UNUSED(value)
+    }
     virtual void print() = 0;
     virtual void close() = 0;
 };

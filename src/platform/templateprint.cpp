@@ -177,7 +177,7 @@ void TemplatePrintJob::setTemplatePath(const QString &path)
     m_path = path;
     m_hasTemplate = true;
     if (m_data)
-        mergeTemplate(m_template, *m_data, m_path);
+        mergeTemplate(m_template, merged(), m_path);
 }
 
 void TemplatePrintJob::setXml(const QString &xml)
@@ -185,7 +185,19 @@ void TemplatePrintJob::setXml(const QString &xml)
     m_data.reset();
     m_data = readPrintData(xml);
     if (m_hasTemplate)
-        mergeTemplate(m_template, *m_data, m_path);
+        mergeTemplate(m_template, merged(), m_path);
+}
+
+void TemplatePrintJob::setExtraValue(const QString &name, const QString &value)
+{
+    m_extra.append({name, value});
+}
+
+PrintData TemplatePrintJob::merged() const
+{
+    PrintData data = *m_data;
+    data.values += m_extra;
+    return data;
 }
 
 QString TemplatePrintJob::mergedHtml() const
@@ -196,7 +208,7 @@ QString TemplatePrintJob::mergedHtml() const
         refuse(QStringLiteral("No print template file was given."));
     if (!m_data)
         refuse(QStringLiteral("No print data was given."));
-    return mergeTemplate(m_template, *m_data, m_path);
+    return mergeTemplate(m_template, merged(), m_path);
 }
 
 void TemplatePrintJob::print()

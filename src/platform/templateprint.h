@@ -48,6 +48,7 @@ public:
 
     void setTemplatePath(const QString &path) override;
     void setXml(const QString &xml) override;
+    void setExtraValue(const QString &name, const QString &value) override;
     void print() override;
     void close() override;
 
@@ -55,7 +56,10 @@ public:
     QString mergedHtml() const;
 
 private:
+    PrintData merged() const; // the data's elements first, then the extra values
+
     std::shared_ptr<PrintOutput> m_output;
+    QList<QPair<QString, QString>> m_extra;
     QString m_path;
     QString m_template;
     std::optional<PrintData> m_data;

@@ -336,7 +336,9 @@ private:
             write(row, a, "CLOSE");
         } else if (status == u"O") {
             requireParty(row, a, "reopen");
-            if (a.status != u"C")
+            // A forwarded or replied-to assignment is reopened to "O", which the screen's
+            // Close then takes; only an assignment already open has nothing to reopen.
+            if (a.status != u"C" && a.status != u"F" && a.status != u"R")
                 row.refuse(QStringLiteral("Assignment %1 is not closed, so it cannot be reopened.")
                                .arg(a.number));
             a.status = status;

@@ -47,6 +47,8 @@ Handler handlerFor(int kind)
         return handleCustomerSearch;
     case kRefundRequestsKind:
         return handleRefundRequests;
+    case RequestKind::Workload:
+        return handleWorkload;
 #ifdef KORVA_HAVE_NETWORK
     // Answered before any handler runs; listed so that they are known kinds.
     case RequestKind::SignOn:
@@ -182,6 +184,7 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
         return handleSignOn(ctx, request, policy(), m_origin);
     if (m_settings.requireSession || !request.sessionToken().isEmpty()) {
         ctx.session = fromToken(ctx, request);
+        m_officer = ctx.session.officerId;
         checkContextValues(ctx.session);
         if (request.kind() == RequestKind::SignOff)
             return handleSignOff(ctx, request);
@@ -193,12 +196,14 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
         ctx.session = Session::fromContext(request.context());
     else
         ctx.session = signedOn(request);
+    m_officer = ctx.session.officerId;
     checkContextValues(ctx.session);
     return handler(ctx, request);
 }
 
 BrokerReply ServerBackend::handle(const BrokerRequest &request)
 {
+    m_officer = 0;
     if (!m_db)
         return BrokerReply::failure(request, m_configError);
     try {

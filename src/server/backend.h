@@ -18,6 +18,8 @@ public:
 
     BrokerReply handle(const BrokerRequest &request) override;
     Database &database() { return *m_db; }
+    // The officer the last request was answered for, 0 when it named none that held.
+    qint64 lastOfficer() const { return m_officer; }
 #ifdef KORVA_HAVE_NETWORK
     // Whether the next requests are proven to be signed by an operator's bus key.
     void setOperator(bool fromOperator)
@@ -45,6 +47,7 @@ private:
     QString m_configError; // a connection text that cannot be used
     bool m_keysPurged = false;
     bool m_fromOperator = false;
+    qint64 m_officer = 0;
 #ifdef KORVA_HAVE_NETWORK
     SignOnOrigin m_origin;
 #endif

@@ -20,7 +20,8 @@ using namespace demo;
 constexpr char kSetSequence[] = R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = ? WHERE SEQ_NM = ?)sql";
 // Assignments arrive in number order, so the history and refund indexes grow at their end
 // cheaply; the officer and status indexes would be written all over and are built afterwards.
-const char *const kListIndexes[] = {"ASGNMT_TO_IX", "ASGNMT_FRM_IX", "ASGNMT_STTS_IX"};
+const char *const kListIndexes[] = {"ASGNMT_TO_IX", "ASGNMT_FRM_IX", "ASGNMT_STTS_IX",
+                                    "ASGNMT_WORK_OPEN_IX", "ASGNMT_WORK_CLSD_IX"};
 
 void prepareTarget(Database &db, const ConnectionSpec &target, bool force)
 {

@@ -38,5 +38,6 @@ BrokerReply handleReferenceData(HandlerContext &ctx, const BrokerRequest &reques
 BrokerReply handleCodeList(HandlerContext &ctx, const BrokerRequest &request);         // 91
 BrokerReply handleNumber(HandlerContext &ctx, const BrokerRequest &request);           // 92
 BrokerReply handleCustomerSearch(HandlerContext &ctx, const BrokerRequest &request);   // 93
+BrokerReply handleWorkload(HandlerContext &ctx, const BrokerRequest &request);         // 97
 
 } // namespace korva::server

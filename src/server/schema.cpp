@@ -2,6 +2,7 @@
 
 #include "database.h"
 #include "servererror.h"
+#include "servicelog.h"
 
 namespace korva::server {
 
@@ -230,10 +231,16 @@ CREATE TABLE KORVA_ADMIN_LOG (
     DETAIL VARCHAR(2000) NOT NULL
 )
 )sql";
-// Version 8: the desks registered on the bus by their public keys; each session bound to the
+// Version 8: the workload overview counts per addressee by status, due date and close date;
+// these two are read alone (the counts need nothing of the row) in the order they are grouped.
+constexpr char kSchemaV8[] = R"sql(
+CREATE INDEX ASGNMT_WORK_OPEN_IX ON ASGNMT (ASGNMT_STTS_CD, OFCR_TO_ID, DUE_DT);
+CREATE INDEX ASGNMT_WORK_CLSD_IX ON ASGNMT (ASGNMT_STTS_CD, CLSE_DT, OFCR_TO_ID)
+)sql";
+// Version 9: the desks registered on the bus by their public keys; each session bound to the
 // desk it signed on at and to the key its requests are signed with; sign-on attempts counted
 // in one row per officer number or desk, so that one statement counts and reads them.
-constexpr char kSchemaV8[] = R"sql(
+constexpr char kSchemaV9[] = R"sql(
 CREATE TABLE KORVA_DESK (
     DESK_ID VARCHAR(32) NOT NULL PRIMARY KEY,
     NKEY CHAR(56) NOT NULL UNIQUE,
@@ -250,8 +257,8 @@ CREATE TABLE SIGNON_LIMIT (
 );
 DROP TABLE SIGNON_FAIL
 )sql";
-// Version 9: a desk key may be an operator's, which may submit what no officer's desk may.
-constexpr char kSchemaV9[] =
+// Version 10: a desk key may be an operator's, which may submit what no officer's desk may.
+constexpr char kSchemaV10[] =
     R"sql(ALTER TABLE KORVA_DESK ADD COLUMN OPRTR INTEGER DEFAULT 0 NOT NULL)sql";
 constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
 constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
@@ -297,7 +304,8 @@ const QList<Migration> &migrations()
                                        {6, split(kSchemaV6)},
                                        {7, split(kSchemaV7)},
                                        {8, split(kSchemaV8)},
-                                       {9, split(kSchemaV9)}};
+                                       {9, split(kSchemaV9)},
+                                       {10, split(kSchemaV10)}};
     return list;
 }
 
@@ -315,14 +323,25 @@ int schemaVersion(Database &db)
 
 void migrate(Database &db)
 {
-    if (schemaVersion(db) >= latestSchemaVersion())
+    const int found = schemaVersion(db);
+    if (found > latestSchemaVersion()) {
+        // A newer program changed the store in ways this one would misread or undo.
+        throw DatabaseError(QStringLiteral("The store %1 is at schema version %2, newer than this "
+                                           "program, which knows versions up to %3: run a "
+                                           "newer korva-broker against it.")
+                                .arg(db.connectionInfo().display())
+                                .arg(found)
+                                .arg(latestSchemaVersion()));
+    }
+    if (found == latestSchemaVersion())
         return;
     db.execute(QLatin1String(kCreateVersionTable));
     Transaction tx(db);
     if (db.dialect() == Dialect::Postgres)
         db.execute(QLatin1String(kLockVersionPg));
     // Another connection may have migrated while this one waited for the lock.
-    int current = db.scalar(QLatin1String(kSelectVersion)).toInt();
+    const int from = db.scalar(QLatin1String(kSelectVersion)).toInt();
+    int current = from;
     for (const Migration &m : migrations()) {
         if (m.version <= current)
             continue;
@@ -336,6 +355,12 @@ void migrate(Database &db)
         current = m.version;
     }
     tx.commit();
+    if (current > from)
+        qCInfo(lcService).noquote()
+            << QStringLiteral("store %1: schema upgraded from version %2 to %3")
+                   .arg(db.connectionInfo().display())
+                   .arg(from)
+                   .arg(current);
 }
 
 void dropSchema(Database &db)

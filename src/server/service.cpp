@@ -6,6 +6,7 @@
 #include "requestproof.h"
 #include "schema.h"
 #include "servererror.h"
+#include "servicelog.h"
 
 #include <platform/errors.h>
 #include <platform/wire.h>
@@ -13,6 +14,7 @@
 
 #include <QAtomicInteger>
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QSemaphore>
 #include <QSet>
@@ -124,6 +126,8 @@ struct BrokerService::Impl {
 
 void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
 {
+    QElapsedTimer took;
+    took.start();
     const char *replyTo = natsMsg_GetReply(msg);
     const QJsonDocument doc = QJsonDocument::fromJson(
         QByteArray::fromRawData(natsMsg_GetData(msg), natsMsg_GetDataLength(msg)));
@@ -179,6 +183,11 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
     const QByteArray data = encode(reply);
     natsConnection_Publish(nc(), replyTo, data.constData(), int(data.size()));
     answered.fetchAndAddOrdered(1);
+    // A sign-on is logged under the officer it tried, whether or not the password held.
+    const qint64 officer = request.kind() == RequestKind::SignOn
+                               ? request.keyValue(u"OFFICER").trimmed().toLongLong()
+                               : w.backend->lastOfficer();
+    logRequest(officer, request.kind(), reply.error.isEmpty(), took.elapsed());
     if (!reply.error.isEmpty() || request.kind() != RequestKind::AssignmentUpdate)
         return;
     // The update is saved whatever happens here: a notice that cannot be made is only missed.

@@ -67,6 +67,10 @@ QString UpdateRow::text(const char *field) const
 
 void UpdateRow::refuse(const QString &text) const
 {
+    // The row is named only where there is more than one to choose from; an officer who
+    // saved one reply has no "row 1" in sight.
+    if (m_rs.storageCount() < 2)
+        throw RequestError(text);
     throw RequestError(QStringLiteral("Row %1: %2").arg(m_index + 1).arg(text));
 }
 

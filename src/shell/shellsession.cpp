@@ -1,6 +1,7 @@
 #include "shellsession.h"
 
 #include "shellwindow.h"
+#include "signonproblem.h"
 
 #include "common/modassignmaint.h"
 #include "platform/asyncbroker.h"
@@ -23,6 +24,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
+#include <QSettings>
 #include <QStandardPaths>
 
 namespace korva {
@@ -177,7 +179,7 @@ QString ShellSession::signOnWithPassword(int officer, const QString &password)
             m_bus->setTimeout(m_options.brokerTimeoutMs);
         }
     } catch (const ProcError &e) {
-        return e.description();
+        return explainSignOnProblem(e.description(), m_options, QSettings().fileName());
     }
     BrokerRequest request;
     request.setMessageId(QStringLiteral("KORVA.SIGNON"));
@@ -190,7 +192,7 @@ QString ShellSession::signOnWithPassword(int officer, const QString &password)
     const BrokerReply reply = m_bus->call(request);
     const RecordSetPtr rs = reply.recordSet(QStringLiteral("SESSION"));
     if (!reply.error.isEmpty())
-        return reply.error;
+        return explainSignOnProblem(reply.error, m_options, QSettings().fileName());
     if (!rs || rs->count() != 1)
         return QStringLiteral("The service's sign-on reply holds no session.");
     rs->moveFirst();
@@ -307,7 +309,12 @@ QString ShellSession::officerName() const
 {
     if (!m_reference)
         return {};
-    return m_reference->officerName(m_options.officerId);
+    // The grid's name rule, so the title and the rows show one officer alike.
+    const auto officer = m_reference->officer(int(m_options.officerId));
+    if (!officer)
+        return {};
+    return modAssignMaint::ProperName(officer->lastName, officer->firstName, officer->middleName,
+                                      QString());
 }
 
 } // namespace korva

@@ -64,7 +64,7 @@ public:
     CallbackStatusBar &statusBar() { return m_status; }
     ShellHostServices &hostServices() { return m_host; }
     const SessionUser *user() const { return m_user.get(); }
-    QString officerName() const;  // "LAST, FIRST M.", as the screens show officers
+    QString officerName() const;  // by the grid's name rule (modAssignMaint::ProperName)
     QString databaseText() const; // the connection without its password
     QString sessionText() const;  // officer, region and database, for the status bar
 

@@ -1,13 +1,17 @@
 #include "shellwindow.h"
 
 #include "common/modassignmaint.h"
+#include "document/assignmentlisttab.h"
+#include "document/assignmentlisttools.h"
 #include "document/korva_assignmaint.h"
 #include "platform/platform.h"
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QLabel>
 #include <QMenuBar>
+#include <QSettings>
 #include <QStatusBar>
 #include <QToolBar>
 
@@ -31,6 +35,28 @@ ShellWindow::ShellWindow(const QString &officerText, const QString &sessionText,
     createStatusBar(sessionText);
     createDocument();
     resize(1200, 750);
+    restoreRemembered();
+}
+
+void ShellWindow::restoreRemembered()
+{
+    // Only the application remembers: a window made without its name (a test) starts plain.
+    if (QCoreApplication::organizationName().isEmpty())
+        return;
+    const QSettings settings;
+    restoreGeometry(settings.value(QStringLiteral("window/geometry")).toByteArray());
+    if (m_document && m_document->listTab)
+        m_document->listTab->tools()->restoreLayout(settings);
+}
+
+void ShellWindow::saveRemembered() const
+{
+    if (QCoreApplication::organizationName().isEmpty())
+        return;
+    QSettings settings;
+    settings.setValue(QStringLiteral("window/geometry"), saveGeometry());
+    if (m_document && m_document->listTab)
+        m_document->listTab->tools()->saveLayout(settings);
 }
 
 ShellWindow::~ShellWindow() = default;
@@ -137,6 +163,7 @@ void ShellWindow::closeEvent(QCloseEvent *event)
         return;
     }
     m_closing = true;
+    saveRemembered();
     const bool mayGo = closeDocument();
     m_closing = false;
     if (mayGo)

@@ -54,6 +54,9 @@ protected:
 
 private:
     void createDocument();
+    // Window size and place, the list's columns and sort, as the officer left them.
+    void restoreRemembered();
+    void saveRemembered() const;
     void createActions();
     void createStatusBar(const QString &sessionText);
     QAction *addButton(int button, QStyle::StandardPixmap icon, const QString &text,

@@ -27,6 +27,7 @@ SignOnDialog::SignOnDialog(int officer, const QString &where, Attempt attempt, Q
     lblProblem = new QLabel(this);
     lblProblem->setObjectName(QStringLiteral("lblProblem"));
     lblProblem->setWordWrap(true);
+    lblProblem->setTextInteractionFlags(Qt::TextSelectableByMouse);
     lblProblem->setStyleSheet(QStringLiteral("color: #a00000"));
 
     auto *buttons = new QDialogButtonBox(this);
@@ -76,13 +77,29 @@ void SignOnDialog::cmdOK_Click()
     // A password is never left in a field once it has been tried.
     txtPassword->clear();
     if (!problem.isEmpty()) {
-        lblProblem->setText(problem);
+        showProblem(problem);
         txtPassword->setFocus();
         updateButtons();
         return;
     }
     emit SendOK();
     accept();
+}
+
+// Word wrap breaks only at blanks: a long address or file path would widen the dialog past
+// the screen, so it may break after its slashes too. A top-level window does not grow for a
+// label's height on its own, so the dialog is made tall enough to show the whole text.
+void SignOnDialog::showProblem(const QString &problem)
+{
+    QString shown = problem;
+    shown.replace(u'/', QStringLiteral("/\u200B"));
+    lblProblem->setText(shown);
+    lblProblem->setAccessibleDescription(problem);
+    layout()->activate();
+    const int needed = layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(width())
+                                                     : layout()->totalSizeHint().height();
+    if (height() < needed)
+        resize(width(), needed);
 }
 
 void SignOnDialog::reject()

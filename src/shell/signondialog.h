@@ -32,6 +32,7 @@ signals:
 private:
     void cmdOK_Click();
     void updateButtons();
+    void showProblem(const QString &problem);
 
 public:
     QLineEdit *txtOfficer = nullptr;

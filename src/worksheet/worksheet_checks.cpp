@@ -36,7 +36,7 @@ void KORVA_WorkSheet::CheckEdit()
             m_errorText += QLatin1String(message) + QStringLiteral("\r\n");
             m_errorFlag = true;
             for (QWidget *w : marks)
-                platform().marks->MarkFieldError(w);
+                platform().marks->MarkFieldError(w, QLatin1String(message));
         };
         const bool voiding = m_action == u"VOID";
         const QString preparer = mLblData[kPreparer]->text().trimmed();

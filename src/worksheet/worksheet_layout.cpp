@@ -170,6 +170,7 @@ void KORVA_WorkSheet::buildControls()
 
     mTxtRefund[0] = new QPlainTextEdit(this);
     mTxtRefund[0]->setObjectName(indexed("mTxtRefund", 0));
+    mTxtRefund[0]->setAccessibleName(tr("Comments"));
     mTxtRefund[0]->setTabChangesFocus(true);
     mTxtRefund[0]->setMaximumHeight(90);
 

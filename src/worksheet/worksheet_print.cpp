@@ -100,6 +100,11 @@ void KORVA_WorkSheet::PrintWorksheet()
                        QStringLiteral("KORVA_WorkSheet.PrintWorksheet"));
         const QString xml = GetWorkSheetforPrint();
         std::unique_ptr<TemplatePrintObject> printer = platform().printing->CreatePrintObject();
+        // The data holds the officers' numbers; the paper shows their names beside them, as
+        // the screen does.
+        for (const auto &[element, label] : {std::pair{"PREPAREDBYNAME", 0}, {"VERIFIEDBYNAME", 1},
+                                             {"APPROVEDBYNAME", 2}, {"REFUNDBYNAME", 3}})
+            printer->setExtraValue(QLatin1String(element), mLblOfficerName[label]->text());
         printer->setTemplatePath(path);
         printer->setXml(xml);
         ignoringFailure([&] { printer->print(); });

@@ -124,7 +124,7 @@ void TestFrmAssignHistory::columnsInTheirOrder()
         QStringLiteral("ASGNMT_SBJCT_TXT OFCR_CRTR_ID ASGNMT_NBR OFCR_FRM_ID OFCR_TO_ID "
                        "ASGNMT_TYP_CD FORM_NBR FORM_TYP_CD ASGNMT_STTS_CD AGNCY_CD STATION_ID "
                        "LST_UPDT_TS ACTION ASSIGNED_TO ASSIGNED_FROM ASGNMT_DT EFCTV_DT DUE_DT "
-                       "EXPRTN_DT CLSE_DT ASGNMT_CMMT_TXT")
+                       "EXPRTN_DT CLSE_DT ASGNMT_CMMT_TXT TRP_ID TRP_DIST_ID")
             .split(u' ');
     QStringList shown;
     for (int c = 0; c < g->columnCount(); ++c)

@@ -201,7 +201,7 @@ void TestFrmAssignROC::replyOutcomes_data()
 
     const QString saving = QStringLiteral("Saving Reply Of Assignment ... ");
     QTest::newRow("good") << u"good"_s << true << QString() << u"Ready ..."_s;
-    QTest::newRow("refused") << u"bad"_s << false << u"Row 1: Assignment 77 is already closed."_s
+    QTest::newRow("refused") << u"bad"_s << false << u"Assignment 77 is already closed."_s
                              << saving;
 }
 

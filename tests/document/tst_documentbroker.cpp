@@ -244,7 +244,7 @@ private slots:
         QVERIFY(s.waitReplies(2));
 
         QCOMPARE(s.boxes().size(), 1);
-        QCOMPARE(s.boxes()[0].prompt, QStringLiteral("Row 1: You do not have the \"Assignment\" "
+        QCOMPARE(s.boxes()[0].prompt, QStringLiteral("You do not have the \"Assignment\" "
                                                      "right needed to create an assignment."));
         QCOMPARE(s.boxes()[0].style, MsgStyle::Critical);
         QCOMPARE(s.tp.statusBar.last(), QStringLiteral("Update Not Successful."));

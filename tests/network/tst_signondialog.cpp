@@ -1,6 +1,7 @@
 // The sign-on dialog driven through its widgets: a refusal keeps it open with the reason and
 // an empty password field; a good password closes it with SendOK.
 #include "shell/signondialog.h"
+#include "shell/signonproblem.h"
 #include "shell/startoptions.h"
 
 #include <QApplication>
@@ -19,6 +20,8 @@ class TestSignOnDialog : public QObject {
 private slots:
     void refusalKeepsTheDialogOpenAndAGoodPasswordClosesIt();
     void cancelSaysSo();
+    void aLongProblemIsShownWhole();
+    void connectionTextsSayWhatToDo();
     void brokerOptionExcludesALocalDatabase_data();
     void brokerOptionExcludesALocalDatabase();
 };
@@ -70,6 +73,56 @@ void TestSignOnDialog::cancelSaysSo()
     QCOMPARE(cancel.count(), 1);
     QVERIFY(!tried);
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
+}
+
+void TestSignOnDialog::aLongProblemIsShownWhole()
+{
+    const QString path = QStringLiteral("/etc/korva/very/deeply/nested/folder/of/the/desk/"
+                                        "certificates/issued/by/the/office/authority/ca.pem");
+    const QString problem = QStringLiteral("The certificate authority file \"%1\" could not be "
+                                           "read. Check the setting broker/tlsCaFile: it must "
+                                           "name a PEM file this desk can read.")
+                                .arg(path)
+                                .repeated(3);
+    SignOnDialog dialog(1001, QStringLiteral("tls://bus:4222"),
+                        [&](int, const QString &) { return problem; });
+    dialog.show();
+    const int width = dialog.width();
+    QTest::keyClicks(dialog.findChild<QLineEdit *>(QStringLiteral("txtPassword")),
+                     QStringLiteral("x"));
+    QTest::mouseClick(dialog.findChild<QPushButton *>(QStringLiteral("cmdOK")), Qt::LeftButton);
+    auto *label = dialog.findChild<QLabel *>(QStringLiteral("lblProblem"));
+    QCOMPARE(dialog.width(), width); // wrapped, the path too, not widened
+    QVERIFY(label->height() >= label->heightForWidth(label->width()));
+    QVERIFY(dialog.rect().contains(label->geometry()));
+    QCOMPARE(label->accessibleDescription(), problem);
+}
+
+void TestSignOnDialog::connectionTextsSayWhatToDo()
+{
+    StartOptions o;
+    o.broker = QStringLiteral("tls://bus:4222");
+    o.brokerCaFile = QStringLiteral("/etc/korva/ca.pem");
+    const QString file = QStringLiteral("/home/officer/.config/Korva/korva.conf");
+    const QString handshake = QStringLiteral("The message bus at tls://bus:4222 could not be "
+                                             "reached: SSL Error (SSL handshake failure: "
+                                             "certificate verify failed).");
+    const QString told = explainSignOnProblem(handshake, o, file);
+    QVERIFY2(told.contains(u"broker/tlsCaFile") && told.contains(o.brokerCaFile) &&
+                 told.contains(file) && told.endsWith(handshake),
+             qPrintable(told));
+    QVERIFY(explainSignOnProblem(QStringLiteral("The message bus at tls://bus:4222 could not be "
+                                                "reached: Authorization Violation (x)."),
+                                 o, file)
+                .contains(u"broker/user and broker/password"));
+    QVERIFY(explainSignOnProblem(QStringLiteral("The message bus at tls://bus:4222 could not be "
+                                                "reached: No Server Available (x)."),
+                                 o, file)
+                .startsWith(u"Nothing answered at tls://bus:4222. Check the address in the "
+                            u"setting broker/url"));
+    // A refusal of the service's is already in the officer's words.
+    const QString refused = QStringLiteral("The officer number or the password is not right.");
+    QCOMPARE(explainSignOnProblem(refused, o, file), refused);
 }
 
 void TestSignOnDialog::brokerOptionExcludesALocalDatabase_data()

@@ -157,6 +157,19 @@ private slots:
         marks.ClearFieldError(&edit);
         QVERIFY(!marks.isMarked(&edit));
         QCOMPARE(edit.palette().color(QPalette::Base), before);
+
+        // The reason is told while the mark lasts, each once, and the control's own tip returns.
+        edit.setToolTip(QStringLiteral("Officer number"));
+        marks.MarkFieldError(&edit, QStringLiteral("Invalid officer number."));
+        marks.MarkFieldError(&edit, QStringLiteral("Invalid officer number."));
+        marks.MarkFieldError(&edit, QStringLiteral("Not active."));
+        QCOMPARE(edit.toolTip(), QStringLiteral("Invalid officer number.\nNot active."));
+        QCOMPARE(edit.accessibleDescription(), QStringLiteral("Invalid officer number. Not active."));
+        marks.ClearFieldError(&edit);
+        QCOMPARE(edit.toolTip(), QStringLiteral("Officer number"));
+        QCOMPARE(edit.accessibleDescription(), QString());
+        marks.MarkFieldError(&edit, QStringLiteral("Invalid officer number."));
+        QCOMPARE(edit.toolTip(), QStringLiteral("Invalid officer number."));
     }
 };
 

@@ -40,6 +40,9 @@ Checked against the ledger.</HEADQUARTERCOMMENT>
 <FISCALCOMMENT>Warrant issued from the general fund</FISCALCOMMENT>
 </KORVA>)";
 
+const QStringList kOfficerNames{QStringLiteral("PREPAREDBYNAME"), QStringLiteral("VERIFIEDBYNAME"),
+                                QStringLiteral("APPROVEDBYNAME"), QStringLiteral("REFUNDBYNAME")};
+
 QString writeFile(const QString &path, const QString &text)
 {
     QFile f(path);
@@ -125,8 +128,9 @@ private slots:
         QCOMPARE(mergeTemplate(QStringLiteral("{{V}}"), quotes, {}),
                  QStringLiteral("O&#39;Brien &quot;Jr&quot;"));
 
-        // The shipped template asks for exactly the worksheet's elements.
-        QStringList names;
+        // The shipped template asks for exactly the worksheet's elements and the officers'
+        // names given beside them.
+        QStringList names = kOfficerNames;
         for (const auto &v : data.values)
             names.append(v.first);
         QStringList used = templatePlaceholders(shippedTemplate());
@@ -194,6 +198,8 @@ private slots:
         const QString pdf = m_dir.filePath(QStringLiteral("worksheet.pdf"));
         QtTemplatePrinting printing(std::make_shared<PdfFileOutput>(pdf));
         auto job = printing.CreatePrintObject();
+        for (const QString &name : kOfficerNames)
+            job->setExtraValue(name, QStringLiteral("OFFICER ") + name.left(4));
         job->setTemplatePath(templatePath);
         job->setXml(QString::fromLatin1(kWorksheetXml));
         job->print();
@@ -208,7 +214,9 @@ private slots:
             expected += value.second.split(QRegularExpression(QStringLiteral("[\r\n]+")),
                                            Qt::SkipEmptyParts);
         expected += {QStringLiteral("Refund Worksheet 0004217"), QStringLiteral("Page 1 of 1")};
-        QCOMPARE(expected.size(), 22);
+        for (const QString &name : kOfficerNames)
+            expected += QStringLiteral("OFFICER ") + name.left(4);
+        QCOMPARE(expected.size(), 26);
         for (const QString &value : expected)
             QVERIFY2(text.contains(value), qPrintable(value));
     }

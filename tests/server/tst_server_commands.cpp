@@ -93,6 +93,7 @@ private slots:
     void forgedCommandsAreRefusedAndWriteNothing();
     void eachCommandWritesOneHistoryRow_data();
     void eachCommandWritesOneHistoryRow();
+    void forwardedAndRepliedAssignmentsReopenToOpen();
     void typeRulesFollowTheAssignmentsRegion();
     void historyAndForwardCopies();
     void listsAreTheOfficersOwnUnlessARightAllowsMore();
@@ -232,6 +233,31 @@ void TestServerCommands::eachCommandWritesOneHistoryRow()
              reply ? QStringLiteral("R") : what);
     QCOMPARE(store.assignment("OFCR_TO_ID", nbr).toLongLong(), reply ? kSender : kAddressee);
     QCOMPARE(store.assignment("CLSE_DT", nbr).isNull(), what != u"C");
+}
+
+// The screen offers Reopen, not Close, on a row at "F" or "R": the reopen brings it back to
+// "O" with one history row, and Close then takes it.
+void TestServerCommands::forwardedAndRepliedAssignmentsReopenToOpen()
+{
+    Store store;
+    for (const QString what : {QStringLiteral("FWD"), QStringLiteral("REPLY")}) {
+        const qint64 nbr = prepare(store, QStringLiteral("001"));
+        QCOMPARE(store.update(kAddressee, {command(nbr, what, kAddressee, kSender)}).error,
+                 QString());
+        const QString moved = store.assignment("ASGNMT_STTS_CD", nbr).toString();
+        QCOMPARE(moved, what == u"FWD" ? QStringLiteral("F") : QStringLiteral("R"));
+        const qint64 rows = store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT_HIST"));
+
+        QCOMPARE(store.update(kSender, {command(nbr, QStringLiteral("O"))}).error, QString());
+        QCOMPARE(store.assignment("ASGNMT_STTS_CD", nbr).toString(), QStringLiteral("O"));
+        QCOMPARE(store.count(QStringLiteral("SELECT COUNT(*) FROM ASGNMT_HIST")), rows + 1);
+        QCOMPARE(latestAction(store, nbr), QStringLiteral("REOPEN"));
+        // Now open, a second reopen is refused and the close goes through.
+        QVERIFY(store.update(kSender, {command(nbr, QStringLiteral("O"))})
+                    .error.contains(u"cannot be reopened"));
+        QCOMPARE(store.update(kSender, {command(nbr, QStringLiteral("C"))}).error, QString());
+        QCOMPARE(store.assignment("ASGNMT_STTS_CD", nbr).toString(), QStringLiteral("C"));
+    }
 }
 
 void TestServerCommands::typeRulesFollowTheAssignmentsRegion()

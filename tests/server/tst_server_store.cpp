@@ -16,6 +16,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
+#include <QScopeGuard>
 
 using namespace korva;
 using namespace korva::server;
@@ -116,6 +118,9 @@ void TestServerStore::migrationsBringOlderStoresUpToDate()
     store.exec(QStringLiteral("INSERT INTO KORVA_SCHEMA (VERSION) VALUES (1)"));
     QCOMPARE(schemaVersion(store.db()), 1);
     Database again(ServerSettings(currentConnection()), QStringLiteral("korva-test-migrate"));
+    QTest::ignoreMessage(
+        QtInfoMsg,
+        QRegularExpression(QStringLiteral("schema upgraded from version 1 to %1$").arg(latest)));
     again.open();
     QCOMPARE(schemaVersion(again), latest);
     QCOMPARE(again.scalar(QStringLiteral("SELECT COUNT(*) FROM KORVA_SCHEMA")).toInt(), latest);
@@ -124,6 +129,35 @@ void TestServerStore::migrationsBringOlderStoresUpToDate()
     again.close();
     again.open();
     QCOMPARE(again.scalar(QStringLiteral("SELECT COUNT(*) FROM KORVA_SCHEMA")).toInt(), latest);
+
+    // A store a newer program has upgraded is refused, by the service before it serves.
+    store.exec(QStringLiteral("INSERT INTO KORVA_SCHEMA (VERSION) VALUES (?)"), {latest + 1});
+    const auto forget = qScopeGuard([&] {
+        store.exec(QStringLiteral("DELETE FROM KORVA_SCHEMA WHERE VERSION > ?"), {latest});
+    });
+    again.close();
+    const QString newer = QStringLiteral("is at schema version %1, newer than this program, which "
+                                         "knows versions up to %2")
+                              .arg(latest + 1)
+                              .arg(latest);
+    try {
+        again.open();
+        QFAIL("a newer store was opened");
+    } catch (const DatabaseError &e) {
+        QVERIFY2(e.text().contains(newer), qPrintable(e.text()));
+    }
+#ifdef KORVA_HAVE_NETWORK
+    QString out, err;
+    QTextStream o(&out), e(&err);
+    QCOMPARE(
+        runOperatorCommand({QStringLiteral("serve"), QStringLiteral("--db"), currentConnection(),
+                            QStringLiteral("--nats"), QStringLiteral("nats://127.0.0.1:1")},
+                           o, e),
+        2);
+    QVERIFY2(err.contains(newer), qPrintable(err));
+    QVERIFY(!out.contains(u"serving"));
+#endif
+    QCOMPARE(store.count(QStringLiteral("SELECT MAX(VERSION) FROM KORVA_SCHEMA")), latest + 1);
 }
 
 void TestServerStore::codeListRunsTheScreensQueries()

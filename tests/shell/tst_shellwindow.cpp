@@ -103,6 +103,8 @@ private slots:
 
         const QString name = s.session->officerName();
         QVERIFY(!name.isEmpty());
+        // The title names the officer as the grid's rows do.
+        QCOMPARE(name, modAssignMaint::OfficerDisplayName(QStringLiteral("1001")));
         QVERIFY2(s.window->windowTitle().startsWith(QStringLiteral("Korva Assignments - ") + name),
                  qPrintable(s.window->windowTitle()));
         QCOMPARE(modMessageTitle::MessageTitle(), QStringLiteral("Korva Assignments"));

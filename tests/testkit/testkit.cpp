@@ -46,6 +46,10 @@ public:
     {}
     void setTemplatePath(const QString &path) override { job().templatePath = path; }
     void setXml(const QString &xml) override { job().xml = xml; }
+    void setExtraValue(const QString &name, const QString &value) override
+    {
+        job().extra.append({name, value});
+    }
     void print() override
     {
         if (m_owner.failPrint)

@@ -113,12 +113,22 @@ public:
 class RecordingFieldMarks : public FieldMarks {
 public:
     void MarkFieldError(QWidget *control) override { marked.insert(control); }
-    void ClearFieldError(QWidget *control) override { marked.remove(control); }
+    void MarkFieldError(QWidget *control, const QString &reason) override
+    {
+        marked.insert(control);
+        reasons.insert(control, reason);
+    }
+    void ClearFieldError(QWidget *control) override
+    {
+        marked.remove(control);
+        reasons.remove(control);
+    }
     bool isMarked(const QWidget *control) const override
     {
         return marked.contains(const_cast<QWidget *>(control));
     }
     QSet<QWidget *> marked;
+    QHash<QWidget *, QString> reasons; // the last reason given per marked control
 };
 
 // Code-list queries answered by a handler; every query text is recorded.
@@ -218,6 +228,7 @@ public:
     struct Job {
         QString templatePath;
         QString xml;
+        QList<QPair<QString, QString>> extra;
         bool printed = false;
         bool closed = false;
     };

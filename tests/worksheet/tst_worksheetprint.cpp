@@ -3,6 +3,7 @@
 #include "test_main.h"
 #include "worksheetfixture.h"
 
+#include <QLabel>
 #include <QXmlStreamReader>
 
 using namespace korva;
@@ -124,6 +125,11 @@ void TestWorksheetPrint::printingMergesIntoTemplate36()
     QCOMPARE(job.templatePath, QStringLiteral("templates/refund_worksheet.xml"));
     QCOMPARE(job.xml, f.sheet->GetWorkSheetforPrint());
     QVERIFY(job.printed && job.closed);
+    // Beside the data's officer numbers, the names the screen shows.
+    QCOMPARE(job.extra.size(), 4);
+    QCOMPARE(job.extra[0], (QPair<QString, QString>(QStringLiteral("PREPAREDBYNAME"),
+                                                    f.sheet->findChild<QLabel *>(QStringLiteral("mLblOfficerName(0)"))->text())));
+    QVERIFY(!job.extra[0].second.isEmpty());
 
     // A failing print is passed over, and the object is still closed.
     f.tp.templatePrinting.failPrint = true;

@@ -1,5 +1,7 @@
 #include "codescombo.h"
 
+#include "accessiblelabel.h"
+
 #include "platform/errors.h"
 #include "platform/platform.h"
 
@@ -146,6 +148,13 @@ void KORVA_CodesCombo::noteChange()
     m_lastText = shown;
     m_lastIndex = index;
     emit Change();
+}
+
+void KORVA_CodesCombo::showEvent(QShowEvent *event)
+{
+    QComboBox::showEvent(event);
+    // The typed text is read out under the combo's own label.
+    nameInnerControl(this, lineEdit());
 }
 
 } // namespace korva

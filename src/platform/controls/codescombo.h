@@ -36,6 +36,9 @@ public:
 signals:
     void Change(); // the user or the program changed the selection or the text
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     int matchedIndex() const;
     void noteChange();

@@ -37,6 +37,7 @@ KORVA_CustSelect::KORVA_CustSelect(QWidget *parent)
 {
     m_text->setObjectName(QStringLiteral("txtCustomer"));
     m_text->setPlaceholderText(tr("Customer name or number"));
+    m_text->setAccessibleName(tr("Customer name or number"));
     m_text->setClearButtonEnabled(true);
     m_busy->setObjectName(QStringLiteral("lblBusy"));
     m_busy->setVisible(false);
@@ -44,6 +45,7 @@ KORVA_CustSelect::KORVA_CustSelect(QWidget *parent)
     m_alertNote->setStyleSheet(QStringLiteral("color: #b00000;"));
     m_alertNote->setVisible(false);
     m_found->setObjectName(QStringLiteral("lstCustomers"));
+    m_found->setAccessibleName(tr("Customers found"));
     m_found->setColumnCount(3);
     m_found->setHeaderLabels({tr("Name"), tr("Customer #"), tr("Alerts")});
     m_found->setRootIsDecorated(false);

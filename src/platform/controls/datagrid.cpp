@@ -1,6 +1,7 @@
 #include "datagrid.h"
 
 #include "gridheader.h"
+#include "gridproxy.h"
 #include "platform/errors.h"
 #include "recordsetmodel.h"
 
@@ -88,7 +89,8 @@ DataGrid::DataGrid(QWidget *parent)
 {
     setHorizontalHeader(m_header);
     m_model = new RecordSetModel(this);
-    setModel(m_model);
+    m_proxy = new GridProxyModel(m_model, this);
+    setModel(m_proxy);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setSelectionMode(QAbstractItemView::SingleSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -103,20 +105,36 @@ DataGrid::DataGrid(QWidget *parent)
     horizontalHeader()->viewport()->installEventFilter(this);
     verticalHeader()->viewport()->installEventFilter(this);
 
-    connect(m_model, &QAbstractItemModel::modelAboutToBeReset, this, &DataGrid::saveLayout);
-    connect(m_model, &QAbstractItemModel::modelReset, this, &DataGrid::restoreLayout);
+    // The shown rows reset whenever the bound ones do, and on a new filter or sort.
+    connect(m_proxy, &QAbstractItemModel::modelAboutToBeReset, this, &DataGrid::saveLayout);
+    connect(m_proxy, &QAbstractItemModel::modelReset, this, &DataGrid::restoreLayout);
     connect(selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex &current) {
                 const RecordSetPtr &rs = m_model->recordSet();
-                if (!current.isValid() || !rs) {
+                const int row = current.isValid() ? m_proxy->sourceRowOf(current.row()) : -1;
+                if (row < 0 || !rs) {
                     if (!m_inReset)
                         m_savedStorageRow = -1;
                     return;
                 }
-                m_savedStorageRow = rs->storageIndex(current.row());
+                m_savedStorageRow = rs->storageIndex(row);
                 // The record set's cursor follows the grid, as the data control's does.
-                rs->moveTo(current.row());
+                rs->moveTo(row);
+                if (!m_inReset)
+                    emit RowChange();
             });
+    connect(horizontalHeader(), &QHeaderView::sectionClicked, this, [this](int column) {
+        if (!m_headingSort)
+            return;
+        if (m_proxy->sortColumn() != column)
+            m_proxy->sort(column, Qt::AscendingOrder);
+        else if (m_proxy->sortOrder() == Qt::AscendingOrder)
+            m_proxy->sort(column, Qt::DescendingOrder);
+        else
+            m_proxy->sort(-1);
+        horizontalHeader()->setSortIndicatorShown(m_proxy->sortColumn() >= 0);
+        horizontalHeader()->setSortIndicator(m_proxy->sortColumn(), m_proxy->sortOrder());
+    });
 }
 
 DataGrid::~DataGrid() = default;
@@ -141,23 +159,59 @@ void DataGrid::saveLayout()
 {
     m_inReset = true;
     m_savedWidths.clear();
-    for (int c = 0; c < horizontalHeader()->count(); ++c)
+    m_savedOrder.clear();
+    QHeaderView *header = horizontalHeader();
+    for (int c = 0; c < header->count(); ++c) {
         m_savedWidths.append(columnWidth(c));
+        m_savedOrder.append(header->logicalIndex(c));
+    }
 }
 
 void DataGrid::restoreLayout()
 {
+    QHeaderView *header = horizontalHeader();
     for (int c = 0; c < columnCount(); ++c) {
         if (c < m_savedWidths.size())
             setColumnWidth(c, m_savedWidths.at(c));
         setColumnHidden(c, !m_columns.at(c).visible);
     }
+    if (m_savedOrder.size() == header->count()) {
+        for (int visual = 0; visual < m_savedOrder.size(); ++visual) {
+            const int from = header->visualIndex(m_savedOrder.at(visual));
+            if (from != visual)
+                header->moveSection(from, visual);
+        }
+    }
     const int row = m_savedStorageRow >= 0 ? m_model->viewRowOf(m_savedStorageRow) : -1;
     m_inReset = false;
-    if (row >= 0)
+    if (row >= 0 && m_proxy->proxyRowOf(row) >= 0) {
         setCurrentRow(row);
-    else
+    } else {
         m_savedStorageRow = -1;
+        emit RowChange();
+    }
+}
+
+void DataGrid::setHeadingSort(bool on)
+{
+    m_headingSort = on;
+    horizontalHeader()->setSectionsClickable(on);
+    horizontalHeader()->setSortIndicatorShown(on && m_proxy->sortColumn() >= 0);
+}
+
+void DataGrid::setFilterText(const QString &text)
+{
+    m_proxy->setFilterText(text);
+}
+
+int DataGrid::shownRowCount() const
+{
+    return m_proxy->rowCount();
+}
+
+int DataGrid::shownRow(int position) const
+{
+    return m_proxy->sourceRowOf(position);
 }
 
 int DataGrid::addColumn(const QString &name, const QString &caption, const QString &field,
@@ -254,6 +308,9 @@ QString DataGrid::cellStyleSet(int viewRow, int column) const
 
 void DataGrid::setCaption(const QString &caption)
 {
+    // The caption names the grid for a screen reader too, unless its screen named it.
+    if (accessibleName().isEmpty() || accessibleName() == m_caption)
+        setAccessibleName(caption);
     m_caption = caption;
     m_header->setCaption(caption);
     updateGeometries();
@@ -275,12 +332,13 @@ int DataGrid::rowCount() const
 int DataGrid::currentRow() const
 {
     const QModelIndex current = currentIndex();
-    return current.isValid() ? current.row() : -1;
+    return current.isValid() ? m_proxy->sourceRowOf(current.row()) : -1;
 }
 
 void DataGrid::setCurrentRow(int viewRow)
 {
-    if (viewRow < 0 || viewRow >= rowCount()) {
+    const int shown = m_proxy->proxyRowOf(viewRow);
+    if (shown < 0) {
         selectionModel()->clearCurrentIndex();
         clearSelection();
         return;
@@ -288,7 +346,7 @@ void DataGrid::setCurrentRow(int viewRow)
     int column = 0;
     while (column < columnCount() - 1 && isColumnHidden(column))
         ++column;
-    setCurrentIndex(m_model->index(viewRow, column));
+    setCurrentIndex(m_proxy->index(shown, column));
 }
 
 QString DataGrid::text(int viewRow, const QString &column) const

@@ -11,6 +11,7 @@
 
 namespace korva {
 
+class GridProxyModel;
 class RecordSetModel;
 
 // The data control a grid is bound through (adoAssignment, adoOfficers): holds the record set.
@@ -97,14 +98,24 @@ public:
     void setRedraw(bool on);
     bool redraw() const { return m_redraw; }
 
+    // Rows are the record set's view rows, whatever the quick filter and the heading sort
+    // show of them and in which order.
     int rowCount() const;
     int currentRow() const; // view row, -1 when none
     void setCurrentRow(int viewRow);
+    int shownRowCount() const;        // after the quick filter
+    int shownRow(int position) const; // the view row shown at a position, -1 when none
     QString text(int viewRow, const QString &column) const; // bound or display, loading the row
     QString currentText(const QString &column) const;       // of the current row; "" when none
 
     int lastHitTest() const { return m_lastHit; }
     RecordSetModel *recordModel() const { return m_model; }
+    GridProxyModel *shownModel() const { return m_proxy; }
+
+    // A heading click sorts by its column: ascending, descending, then the record set's own
+    // order again. Off until a screen turns it on.
+    void setHeadingSort(bool on);
+    void setFilterText(const QString &text);
 
     // Type-ahead is off: it would decorate every row it passes over.
     void keyboardSearch(const QString &) override {}
@@ -113,6 +124,9 @@ signals:
     void RowLoaded(korva::GridRow &row);
     void Click();
     void DblClick();
+    // The current row changed, by mouse or keyboard, or was lost when the rows were bound
+    // again (currentRow() is then -1).
+    void RowChange();
 
 protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
@@ -140,6 +154,7 @@ private:
 
     QPointer<DataControl> m_control;
     RecordSetModel *m_model = nullptr;
+    GridProxyModel *m_proxy = nullptr;
     QList<Column> m_columns;
     QHash<QString, StyleSet> m_styleSets;
     QString m_caption;
@@ -147,6 +162,8 @@ private:
     int m_lastHit = HitNone;
     class GridHeader *m_header = nullptr;
     QList<int> m_savedWidths;
+    QList<int> m_savedOrder; // logical column by visual position
+    bool m_headingSort = false;
     int m_savedStorageRow = -1; // the current row's storage row
     bool m_inReset = false;
 };

@@ -1,5 +1,7 @@
 #include "dtp.h"
 
+#include "accessiblelabel.h"
+
 #include <QCheckBox>
 #include <QDateEdit>
 #include <QHBoxLayout>
@@ -98,6 +100,14 @@ void KORVA_DTP::setAllowEmpty(bool allow)
         m_check->setChecked(true);
         m_edit->setEnabled(true);
     }
+}
+
+void KORVA_DTP::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    // The screen's label names the picker; a screen reader meets its parts.
+    nameInnerControl(this, m_edit);
+    nameInnerControl(this, m_check, tr("has a date"));
 }
 
 } // namespace korva

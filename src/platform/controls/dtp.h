@@ -32,6 +32,9 @@ public:
 signals:
     void Change();
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     QDateEdit *m_edit;
     QCheckBox *m_check;

@@ -214,8 +214,10 @@ KORVA_OfficerSelect::KORVA_OfficerSelect(QWidget *parent)
 {
     m_text->setObjectName(QStringLiteral("txtOfficer"));
     m_text->setPlaceholderText(tr("Type part of a name or an officer number"));
+    m_text->setAccessibleName(tr("Officer name or number"));
     m_text->setClearButtonEnabled(true);
     m_list->setObjectName(QStringLiteral("lstOfficers"));
+    m_list->setAccessibleName(tr("Matching officers"));
     m_list->setModel(m_model);
     m_list->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_list->setUniformItemSizes(true); // no measuring of every row on a reset

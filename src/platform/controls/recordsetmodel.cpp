@@ -256,6 +256,11 @@ void RecordSetModel::cellChanged(int storageRow, int column)
         emit dataChanged(index(row, column), index(row, column));
 }
 
+int RecordSetModel::fieldIndexOf(int column) const
+{
+    return column >= 0 && column < m_fieldIndex.size() ? m_fieldIndex.at(column) : -1;
+}
+
 int RecordSetModel::viewRowOf(int storageRow) const
 {
     if (!m_rs)

@@ -49,6 +49,7 @@ public:
     QString cellStyle(int storageRow, int column) const; // the cell's own style set
     void setCellStyle(int storageRow, int column, const QString &styleSet);
     int viewRowOf(int storageRow) const; // -1 when the view does not show it
+    int fieldIndexOf(int column) const;  // the record set's field of a bound column, else -1
 
 private:
     struct RowState {
