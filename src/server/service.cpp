@@ -186,7 +186,8 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
     // A sign-on is logged under the officer it tried, whether or not the password held.
     const qint64 officer = request.kind() == RequestKind::SignOn
                                ? request.keyValue(u"OFFICER").trimmed().toLongLong()
-                               : w.backend->lastOfficer();
+                           : request.kind() == kServiceStatusKind ? caller->officer
+                                                                  : w.backend->lastOfficer();
     logRequest(officer, request.kind(), reply.error.isEmpty(), took.elapsed());
     if (!reply.error.isEmpty() || request.kind() != RequestKind::AssignmentUpdate)
         return;

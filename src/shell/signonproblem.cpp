@@ -50,12 +50,13 @@ QString advice(const QString &raw, const StartOptions &o, const QString &where)
             .arg(url, o.brokerCaFile, ca, QLatin1String(SettingsKey::BrokerUrl), where);
     }
     if (mentions(cause, {"Authorization", "Authentication", "Permissions Violation"}))
-        return QStringLiteral("The message bus refused this desk's account. Check the settings "
-                              "%1 and %2%3; the administrator gives the desks' account.")
-            .arg(QLatin1String(SettingsKey::BrokerUser),
-                 QLatin1String(SettingsKey::BrokerPassword), where);
+        return QStringLiteral("The message bus refused this desk's key. Check the settings "
+                              "%1 and %2%3; the administrator registers each desk and gives it "
+                              "its key.")
+            .arg(QLatin1String(SettingsKey::BrokerDesk), QLatin1String(SettingsKey::BrokerSeedFile),
+                 where);
     if (mentions(cause, {"could not be reached", "No Server", "Connection refused", "timed out",
-                       "Timeout"}))
+                         "Timeout"}))
         return QStringLiteral("Nothing answered at %1. Check the address in the setting %2 (or "
                               "--broker%3) and that the message bus is running.")
             .arg(url, QLatin1String(SettingsKey::BrokerUrl), where);
