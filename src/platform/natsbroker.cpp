@@ -194,6 +194,7 @@ struct NatsBroker::Impl {
     QByteArray inbox; // "kd.<desk>.r": each request's reply goes to inbox + ".<random id>"
     QByteArray subject;
     QString desk;
+    bool operatorKey = false;
     nkeys::KeyPair deskKey;    // signs sign-ons
     nkeys::KeyPair sessionKey; // signs everything else, once signed on
     nkeys::KeyPair offered;    // sent with the last sign-on, taken with its token
@@ -310,6 +311,8 @@ void NatsBroker::Impl::expire(const QByteArray &id, const QString &text)
 natsMsg *NatsBroker::Impl::prepare(BrokerRequest &request, const QByteArray &reply,
                                    const QString &token)
 {
+    if (operatorKey)
+        return signedMessage(subject, reply, encode(request), deskKey, desk);
     if (request.kind() != RequestKind::SignOn) {
         if (request.sessionToken().isEmpty())
             request.setSessionToken(token);
@@ -335,6 +338,7 @@ NatsBroker::NatsBroker(const NatsSettings &settings, QObject *parent)
         raiseError(kComponentError, QStringLiteral("The desk needs its bus key file "
                                                    "(broker/seedFile)."));
     d->desk = settings.desk;
+    d->operatorKey = settings.operatorKey;
     d->deskKey = nkeys::readSeedFile(settings.seedFile);
     d->connection = std::make_unique<NatsConnection>(settings);
     d->subject = settings.subject.toUtf8();

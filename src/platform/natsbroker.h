@@ -25,8 +25,10 @@ struct NatsSettings {
     QString credentialsFile; // a .creds file (JWT and seed), instead of user and password
     QString seedFile;        // this side's bus key (an NKey user seed)
     QString desk;            // the desk's registered name; empty for the service
-    QString caFile;          // TLS: the authority the bus's certificate must come from
-    QString certFile;        // TLS: this side's certificate and key, when the bus asks for one
+    // An operator's connection has no session: it signs every request with its bus key.
+    bool operatorKey = false;
+    QString caFile;   // TLS: the authority the bus's certificate must come from
+    QString certFile; // TLS: this side's certificate and key, when the bus asks for one
     QString keyFile;
     int connectTimeoutMs = 5000;
 

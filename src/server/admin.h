@@ -74,6 +74,8 @@ struct SubmittedRefund {
 QList<SubmittedRefund> submitRefundRequests(Database &db, const QList<RefundRequestLine> &lines,
                                             const QDate &today, const QDateTime &now);
 inline constexpr qint64 kSystemOfficer = 1000;
+// A refund requests file read into its lines; empty, or the refusal naming file, line and column.
+QString readRefundRequests(const QString &file, QList<RefundRequestLine> &lines);
 
 // Kind 96: the REFUND record set's rows as above, answered by the REQ record set (RFND_NBR,
 // ASGNMT_NBR) per row. Refused unless the request came from the operator.

@@ -245,6 +245,48 @@ int importOrExport(bool import, const QStringList &args, QTextStream &out, QText
     return 0;
 }
 
+} // namespace
+
+QString readRefundRequests(const QString &file, QList<RefundRequestLine> &lines)
+{
+    QFile f(file);
+    if (!f.open(QIODevice::ReadOnly))
+        return QStringLiteral("%1 cannot be read.").arg(file);
+    const QString shown = QFileInfo(file).fileName();
+    const CsvText csv = readCsv(f.readAll());
+    if (!csv.error.isEmpty())
+        return QStringLiteral("%1, %2").arg(shown, csv.error);
+    if (csv.records.size() < 2)
+        return QStringLiteral("%1 has no refund requests below its header.").arg(shown);
+    const QStringList known{QStringLiteral("CUST_ID"),          QStringLiteral("RCPT_NBR"),
+                            QStringLiteral("RFND_AMT"),         QStringLiteral("OFCR_TO_ID"),
+                            QStringLiteral("ASGNMT_SBJCT_TXT"), QStringLiteral("ASGNMT_CMMT_TXT")};
+    QStringList header;
+    for (const QString &h : csv.records.first().fields) {
+        header << h.trimmed().toUpper();
+        if (!known.contains(header.last()))
+            return (QStringLiteral("%1, line 1, column %2: not a column of refund "
+                                   "requests (they are %3)")
+                        .arg(shown, h, known.join(u' ')));
+    }
+    for (qsizetype i = 1; i < csv.records.size(); ++i) {
+        const CsvRecord &rec = csv.records.at(i);
+        const QString where = QStringLiteral("%1, line %2").arg(shown).arg(rec.line);
+        if (rec.fields.size() != header.size())
+            return (QStringLiteral("%1: %2 fields where the header names %3")
+                        .arg(where)
+                        .arg(rec.fields.size())
+                        .arg(header.size()));
+        RefundRequestLine line{where, {}};
+        for (qsizetype c = 0; c < header.size(); ++c)
+            line.values.insert(header.at(c), rec.fields.at(c));
+        lines << line;
+    }
+    return QString();
+}
+
+namespace {
+
 int submit(const QStringList &args, QTextStream &out, QTextStream &err)
 {
     const Args a = parseArgs(args, {QStringLiteral("--db")}, {});
@@ -254,41 +296,9 @@ int submit(const QStringList &args, QTextStream &out, QTextStream &err)
         return usage(err, QStringLiteral("submit"),
                      QStringLiteral("submit takes refund-requests and one file"));
     const QString file = a.positional.at(1);
-    QFile f(file);
-    if (!f.open(QIODevice::ReadOnly))
-        return refused(err, QStringLiteral("%1 cannot be read.").arg(file));
-    const QString shown = QFileInfo(file).fileName();
-    const CsvText csv = readCsv(f.readAll());
-    if (!csv.error.isEmpty())
-        return refused(err, QStringLiteral("%1, %2").arg(shown, csv.error));
-    if (csv.records.size() < 2)
-        return refused(err,
-                       QStringLiteral("%1 has no refund requests below its header.").arg(shown));
-    const QStringList known{QStringLiteral("CUST_ID"),          QStringLiteral("RCPT_NBR"),
-                            QStringLiteral("RFND_AMT"),         QStringLiteral("OFCR_TO_ID"),
-                            QStringLiteral("ASGNMT_SBJCT_TXT"), QStringLiteral("ASGNMT_CMMT_TXT")};
-    QStringList header;
-    for (const QString &h : csv.records.first().fields) {
-        header << h.trimmed().toUpper();
-        if (!known.contains(header.last()))
-            return refused(err, QStringLiteral("%1, line 1, column %2: not a column of refund "
-                                               "requests (they are %3)")
-                                    .arg(shown, h, known.join(u' ')));
-    }
     QList<RefundRequestLine> lines;
-    for (qsizetype i = 1; i < csv.records.size(); ++i) {
-        const CsvRecord &rec = csv.records.at(i);
-        const QString where = QStringLiteral("%1, line %2").arg(shown).arg(rec.line);
-        if (rec.fields.size() != header.size())
-            return refused(err, QStringLiteral("%1: %2 fields where the header names %3")
-                                    .arg(where)
-                                    .arg(rec.fields.size())
-                                    .arg(header.size()));
-        RefundRequestLine line{where, {}};
-        for (qsizetype c = 0; c < header.size(); ++c)
-            line.values.insert(header.at(c), rec.fields.at(c));
-        lines << line;
-    }
+    if (const QString problem = readRefundRequests(file, lines); !problem.isEmpty())
+        return refused(err, problem);
     Database db(settingsFor(a), QStringLiteral("korva-admin"));
     db.open();
     const QDateTime now = QDateTime::currentDateTime();

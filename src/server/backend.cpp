@@ -172,6 +172,14 @@ BrokerReply ServerBackend::dispatch(const BrokerRequest &request)
         }
     }
 #ifdef KORVA_HAVE_NETWORK
+    if (m_fromOperator) {
+        // An operator acts for no officer: what it may send is submitted for the system.
+        if (request.kind() != kRefundRequestsKind)
+            throw RequestError(QStringLiteral("An operator's key sends only refund requests."));
+        ctx.fromOperator = true;
+        ctx.session = Session::fromContext(request.context());
+        return handler(ctx, request);
+    }
     if (request.kind() == RequestKind::SignOn)
         return handleSignOn(ctx, request, policy(), m_origin);
     if (m_settings.requireSession || !request.sessionToken().isEmpty()) {

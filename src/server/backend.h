@@ -21,6 +21,11 @@ public:
     // The officer the last request was answered for, 0 when it named none that held.
     qint64 lastOfficer() const { return m_officer; }
 #ifdef KORVA_HAVE_NETWORK
+    // Whether the next requests are proven to be signed by an operator's bus key.
+    void setOperator(bool fromOperator)
+    {
+        m_fromOperator = fromOperator;
+    }
     // The desk the next requests provably come from, as the bus service found it.
     void setOrigin(const SignOnOrigin &origin)
     {
@@ -41,6 +46,7 @@ private:
     std::unique_ptr<CodeTables> m_codes;
     QString m_configError; // a connection text that cannot be used
     bool m_keysPurged = false;
+    bool m_fromOperator = false;
     qint64 m_officer = 0;
 #ifdef KORVA_HAVE_NETWORK
     SignOnOrigin m_origin;

@@ -21,13 +21,14 @@ namespace {
 constexpr char kBusUsage[] =
     "usage: korva-broker bus init --db <connection> --conf-dir <dir> [--subject <s>]\n"
     "       korva-broker desk add|remove <name> --db <connection> --conf-dir <dir> "
-    "[--subject <s>]\n"
+    "[--subject <s>] [--operator]\n"
     "       korva-broker desk list --db <connection>\n";
 
 struct Args {
     QHash<QString, QString> values;
     QStringList positional;
     QString error;
+    bool isOperator = false;
 };
 
 Args parse(const QStringList &arguments)
@@ -40,6 +41,8 @@ Args parse(const QStringList &arguments)
                 a.error = QStringLiteral("%1 needs a value").arg(s);
             else
                 a.values.insert(s, arguments.at(++i));
+        } else if (s == u"--operator") {
+            a.isOperator = true;
         } else if (s.startsWith(u"--")) {
             a.error = QStringLiteral("unknown option %1").arg(s);
         } else {
@@ -127,13 +130,14 @@ int run(const QString &command, const Args &a, QTextStream &out)
         const QString path = QDir(dir).filePath(QStringLiteral("desks/%1.nk").arg(name));
         const nkeys::KeyPair key = newSeedFile(path);
         try {
-            addDesk(db, name, nkeys::encodeUserPublic(key.publicKey), now);
+            addDesk(db, name, nkeys::encodeUserPublic(key.publicKey), now, a.isOperator);
         } catch (const RequestError &) {
             QFile::remove(path);
             throw;
         }
         writeUsers(db, a, out);
-        out << "korva-broker: desk " << name << " registered; its key is " << path
+        out << "korva-broker: " << (a.isOperator ? "operator desk " : "desk ") << name
+            << " registered; its key is " << path
             << ": give it to that desk alone, with broker/desk=" << name
             << " and broker/seedFile=<where it is kept> in its settings\n";
         return 0;

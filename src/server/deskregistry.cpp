@@ -11,18 +11,20 @@ namespace korva::server {
 namespace {
 
 constexpr char kInsertDesk[] =
-    R"sql(INSERT INTO KORVA_DESK (DESK_ID, NKEY, CRTD_MS) VALUES (?, ?, ?))sql";
+    R"sql(INSERT INTO KORVA_DESK (DESK_ID, NKEY, CRTD_MS, OPRTR) VALUES (?, ?, ?, ?))sql";
 constexpr char kDeleteDesk[] = R"sql(DELETE FROM KORVA_DESK WHERE DESK_ID = ?)sql";
 constexpr char kRevokeDeskSessions[] =
     R"sql(UPDATE KORVA_SESSION SET RVKD_MS = ? WHERE DESK_ID = ? AND RVKD_MS IS NULL)sql";
 constexpr char kSelectDesks[] = R"sql(SELECT DESK_ID, NKEY FROM KORVA_DESK ORDER BY DESK_ID)sql";
 constexpr char kSelectDesk[] = R"sql(SELECT NKEY FROM KORVA_DESK WHERE DESK_ID = ?)sql";
+constexpr char kSelectOperator[] =
+    R"sql(SELECT NKEY FROM KORVA_DESK WHERE DESK_ID = ? AND OPRTR = 1)sql";
 constexpr char kCountDesk[] =
     R"sql(SELECT COUNT(*) FROM KORVA_DESK WHERE DESK_ID = ? OR NKEY = ?)sql";
 
 } // namespace
 
-void addDesk(Database &db, const QString &name, const QString &nkey, qint64 nowMs)
+void addDesk(Database &db, const QString &name, const QString &nkey, qint64 nowMs, bool isOperator)
 {
     if (!NatsSettings::validDeskName(name))
         throw RequestError(QStringLiteral("A desk's name is 1 to 32 lower-case letters, digits "
@@ -35,7 +37,7 @@ void addDesk(Database &db, const QString &name, const QString &nkey, qint64 nowM
     Transaction tx(db);
     if (db.scalar(QLatin1String(kCountDesk), {name, nkey}).toLongLong() > 0)
         throw RequestError(QStringLiteral("Desk %1 or its key is registered already.").arg(name));
-    db.run(QLatin1String(kInsertDesk), {name, nkey, nowMs}).finish();
+    db.run(QLatin1String(kInsertDesk), {name, nkey, nowMs, isOperator ? 1 : 0}).finish();
     tx.commit();
 }
 
@@ -67,6 +69,13 @@ QByteArray deskPublicKey(Database &db, const QString &name)
     if (!NatsSettings::validDeskName(name))
         return {};
     return nkeys::decodeUserPublic(db.scalar(QLatin1String(kSelectDesk), {name}).toString());
+}
+
+QByteArray operatorPublicKey(Database &db, const QString &name)
+{
+    if (!NatsSettings::validDeskName(name))
+        return {};
+    return nkeys::decodeUserPublic(db.scalar(QLatin1String(kSelectOperator), {name}).toString());
 }
 
 QString busUsersConf(const QString &serviceNkey, const QList<DeskEntry> &desks,

@@ -18,12 +18,15 @@ struct DeskEntry {
 
 // Throws RequestError for a name that is not a subject-safe one or is taken, and for a key that
 // is not a user's public key.
-void addDesk(Database &db, const QString &name, const QString &nkey, qint64 nowMs);
+void addDesk(Database &db, const QString &name, const QString &nkey, qint64 nowMs,
+             bool isOperator = false);
 // Also ends every session signed on at the desk. False when no such desk.
 bool removeDesk(Database &db, const QString &name, qint64 nowMs);
 QList<DeskEntry> listDesks(Database &db);
 // The desk's raw public key; empty when it is not registered.
 QByteArray deskPublicKey(Database &db, const QString &name);
+// The same, only for a desk key registered as an operator's.
+QByteArray operatorPublicKey(Database &db, const QString &name);
 
 // The bus's users: the service may take requests on `subject`, answer only the requests it
 // took (at most twice each: "begun" and the reply) and publish notices; each desk may ask on

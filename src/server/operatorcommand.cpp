@@ -18,6 +18,7 @@
 
 #ifdef KORVA_HAVE_NETWORK
 #include "auth.h"
+#include "busclient.h"
 #include "buscommand.h"
 #include "database.h"
 #include "service.h"
@@ -39,7 +40,10 @@ constexpr char kUsage[] =
     "                    [--queue <q>] [--workers <n>] [--idle-minutes <n>]\n"
     "                    [--tls-ca <file>] [--tls-cert <file> --tls-key <file>]\n"
     "       korva-broker bus init --db <connection> --conf-dir <dir> [--subject <s>]\n"
-    "       korva-broker desk add|remove <name> --db <connection> --conf-dir <dir>\n"
+    "       korva-broker desk add|remove <name> --db <connection> --conf-dir <dir> "
+    "[--operator]\n"
+    "       korva-broker status --nats <url> --desk <operator-desk> --seed <file> "
+    "[--tls-ca <file>]\n"
     "       korva-broker desk list --db <connection>\n"
     "       korva-broker passwd --db <connection> --officer <id>   (the password on standard "
     "input)\n"
@@ -301,6 +305,10 @@ int runOperatorCommand(const QStringList &arguments, QTextStream &out, QTextStre
         return usage(err, QString());
     const QString command = arguments.first();
     const QStringList rest = arguments.mid(1);
+#ifdef KORVA_HAVE_NETWORK
+    if (const int status = runBusClientCommand(command, rest, out, err); status >= 0)
+        return status;
+#endif
     if (const int status = runAdminCommand(command, rest, out, err); status >= 0)
         return status;
 #ifdef KORVA_HAVE_NETWORK

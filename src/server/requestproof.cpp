@@ -63,9 +63,12 @@ std::optional<Caller> proveCaller(Database &db, const natsMsg *msg, const Broker
             return std::nullopt;
         key = deskPublicKey(db, desk);
         caller.sessionKey = request.keyValue(u"SESSION_KEY");
-    } else {
-        if (request.sessionToken().isEmpty())
+    } else if (request.sessionToken().isEmpty()) {
+        if (QString::fromUtf8(header(msg, kDeskHeader)) != desk)
             return std::nullopt;
+        key = operatorPublicKey(db, desk);
+        caller.fromOperator = true;
+    } else {
         QSqlQuery &q =
             db.run(QLatin1String(kSelectSessionKey), {tokenHash(request.sessionToken())});
         if (q.next() && q.value(0).toString() == desk) {

@@ -23,6 +23,9 @@ struct Caller {
     QString desk;
     QString sessionKey; // a sign-on's: the key its session will be bound to
     qint64 officer = 0; // any other request's: its session's officer
+    // Signed by a desk key registered as an operator's, with no session: never from what the
+    // request itself says.
+    bool fromOperator = false;
 };
 
 inline constexpr qint64 kSignatureAgeMs = 120'000; // either way, for clocks a little apart

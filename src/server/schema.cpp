@@ -257,6 +257,9 @@ CREATE TABLE SIGNON_LIMIT (
 );
 DROP TABLE SIGNON_FAIL
 )sql";
+// Version 10: a desk key may be an operator's, which may submit what no officer's desk may.
+constexpr char kSchemaV10[] =
+    R"sql(ALTER TABLE KORVA_DESK ADD COLUMN OPRTR INTEGER DEFAULT 0 NOT NULL)sql";
 constexpr char kSchemaV5Pg[] = R"sql(CREATE SEQUENCE korva_hist_seq)sql";
 constexpr char kDropSequencesPg[] = R"sql(DROP SEQUENCE IF EXISTS korva_hist_seq)sql";
 constexpr char kCatchUpHistoryPg[] = R"sql(
@@ -301,7 +304,8 @@ const QList<Migration> &migrations()
                                        {6, split(kSchemaV6)},
                                        {7, split(kSchemaV7)},
                                        {8, split(kSchemaV8)},
-                                       {9, split(kSchemaV9)}};
+                                       {9, split(kSchemaV9)},
+                                       {10, split(kSchemaV10)}};
     return list;
 }
 

@@ -1,8 +1,10 @@
 #include "service.h"
 
+#include "admin.h"
 #include "backend.h"
 #include "database.h"
 #include "requestproof.h"
+#include "schema.h"
 #include "servererror.h"
 #include "servicelog.h"
 
@@ -59,6 +61,27 @@ QSet<qint64> noticeRecipients(Database &db, const BrokerRequest &request, qint64
     return to;
 }
 
+constexpr char kOpenSessions[] = R"sql(
+SELECT COUNT(*) FROM KORVA_SESSION WHERE RVKD_MS IS NULL AND EXPR_MS > ?)sql";
+
+BrokerReply statusReply(Database &db, const BrokerRequest &request, qint64 startedMs,
+                        qint64 answered)
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    auto rs = RecordSet::create(QStringLiteral("STATUS"),
+                                {Field{QStringLiteral("VERSION"), FieldType::Text},
+                                 Field{QStringLiteral("SCHEMA"), FieldType::Integer},
+                                 Field{QStringLiteral("UPTIME_S"), FieldType::Integer},
+                                 Field{QStringLiteral("ANSWERED"), FieldType::Integer},
+                                 Field{QStringLiteral("SESSIONS"), FieldType::Integer}});
+    rs->appendStorageRow({QStringLiteral(KORVA_VERSION_TEXT), schemaVersion(db),
+                          (now - startedMs) / 1000, answered,
+                          db.scalar(QLatin1String(kOpenSessions), {now}).toLongLong()});
+    BrokerReply reply = BrokerReply::success(request);
+    reply.recordSets.insert(QStringLiteral("STATUS"), rs);
+    return reply;
+}
+
 QByteArray encode(const BrokerReply &reply)
 {
     return wire::replyBytes(reply);
@@ -81,6 +104,7 @@ struct BrokerService::Impl {
     std::unique_ptr<NatsConnection> connection;
     std::vector<std::unique_ptr<Worker>> workers;
     QAtomicInteger<qint64> answered{0};
+    qint64 startedMs = QDateTime::currentMSecsSinceEpoch();
     bool stopped = false;
 
     natsConnection *nc() const { return static_cast<natsConnection *>(connection->handle()); }
@@ -128,6 +152,11 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
     }
     if (!caller)
         return;
+    // An operator's key acts for no officer: it is heard only for what is the operator's.
+    const bool operatorKind =
+        request.kind() == kRefundRequestsKind || request.kind() == kServiceStatusKind;
+    if (caller->fromOperator && !operatorKind)
+        return;
     // The desk's time-out counts from here, not from when the request joined the queue.
     natsConnection_Publish(nc(), replyTo, nullptr, 0);
     BrokerReply reply;
@@ -136,7 +165,18 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
         reply = BrokerReply::failure(
             request, QStringLiteral("The broker service does not run code-list queries: a desk "
                                     "reads its code lists from its own copy of the code tables."));
+    } else if (request.kind() == kServiceStatusKind) {
+        try {
+            reply = caller->fromOperator
+                        ? statusReply(w.backend->database(), request, startedMs, answered)
+                        : BrokerReply::failure(request, QStringLiteral("Only an operator's key "
+                                                                       "may ask how the service "
+                                                                       "is."));
+        } catch (const std::exception &) {
+            reply = BrokerReply::failure(request, QStringLiteral("The store cannot be read."));
+        }
     } else {
+        w.backend->setOperator(caller->fromOperator);
         w.backend->setOrigin({caller->desk, caller->sessionKey});
         reply = w.backend->handle(request);
     }
@@ -146,7 +186,8 @@ void BrokerService::Impl::answer(Worker &w, natsMsg *msg)
     // A sign-on is logged under the officer it tried, whether or not the password held.
     const qint64 officer = request.kind() == RequestKind::SignOn
                                ? request.keyValue(u"OFFICER").trimmed().toLongLong()
-                               : w.backend->lastOfficer();
+                           : request.kind() == kServiceStatusKind ? caller->officer
+                                                                  : w.backend->lastOfficer();
     logRequest(officer, request.kind(), reply.error.isEmpty(), took.elapsed());
     if (!reply.error.isEmpty() || request.kind() != RequestKind::AssignmentUpdate)
         return;

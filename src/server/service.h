@@ -8,6 +8,10 @@
 
 namespace korva::server {
 
+// Kind 97: how a service is (STATUS: VERSION, SCHEMA, UPTIME_S, ANSWERED, SESSIONS), asked
+// only with an operator's key. One service of the queue group answers.
+inline constexpr int kServiceStatusKind = 97;
+
 struct ServiceOptions {
     ServerSettings server;
     NatsSettings bus;

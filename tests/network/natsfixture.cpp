@@ -74,6 +74,11 @@ NatsServer::NatsServer(const QString &connection, const QString &tls)
                         &out) != 0)
             qFatal("korva-broker desk add failed: %s", qPrintable(out));
     }
+    if (korvaBroker({QStringLiteral("desk"), QStringLiteral("add"), QStringLiteral("ops"),
+                     QStringLiteral("--operator"), QStringLiteral("--db"), connection,
+                     QStringLiteral("--conf-dir"), dir},
+                    &out) != 0)
+        qFatal("korva-broker desk add --operator failed: %s", qPrintable(out));
     QFile tlsFile(m_dir.filePath(QStringLiteral("tls.conf")));
     if (!tlsFile.open(QIODevice::WriteOnly) || tlsFile.write(tls.toUtf8()) < 0)
         qFatal("cannot write tls.conf");

@@ -19,7 +19,7 @@ namespace korva::network::test {
 // A throwaway nats-server on a free loopback port with the packaged configuration, ended with
 // the object. Its users come from the store given, as an administrator makes them:
 // `korva-broker bus init` and `desk add` for "desk-a" (the victim) and "desk-b" (the
-// attacker). `available()` is false when the program is not installed (the test then skips).
+// attacker), and `desk add --operator` for "ops". `available()` is false when the program is not installed (the test then skips).
 class NatsServer {
 public:
     // `tls`: the text of the packaged configuration's tls.conf (none: plain).
