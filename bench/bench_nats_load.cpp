@@ -434,7 +434,7 @@ int main(int argc, char *argv[])
             .toLongLong();
 
     std::printf("store %s, %d service process(es), %d desks, %lld rows in the list\n",
-                qPrintable(ConnectionSpec::parse(connection).display()), services, desks, listRows);
+                qPrintable(StoreAddress::parse(connection).display()), services, desks, listRows);
     std::printf("steady (%d ms apart, %d s): %lld requests, list p50 %.1f ms p99 %.1f ms, "
                 "%lld saves p50 %.1f ms p99 %.1f ms, %lld errors\n",
                 interval, seconds, qint64(steady.done), percentile(steady.listMs, 0.5),

@@ -451,13 +451,13 @@ int backupOrRestore(bool backup, const QStringList &args, QTextStream &out, QTex
     if (backup) {
         const qint64 size = backupStore(settingsFor(a), file, operatingUser());
         out << QStringLiteral("korva-broker: %1 copied to %2 (%3 bytes)\n")
-                   .arg(ConnectionSpec::parse(a.value("--db")).display(), file)
+                   .arg(StoreAddress::parse(a.value("--db")).display(), file)
                    .arg(size);
     } else {
         restoreStore(file, settingsFor(a), a.flags.contains(QStringLiteral("--force")),
                      operatingUser());
         out << QStringLiteral("korva-broker: %1 restored from %2\n")
-                   .arg(ConnectionSpec::parse(a.value("--db")).display(), file);
+                   .arg(StoreAddress::parse(a.value("--db")).display(), file);
     }
     out.flush();
     return 0;
@@ -476,7 +476,7 @@ int dispatch(const QString &command, const QStringList &args, QTextStream &out, 
             initStore(ServerSettings(a.value("--db")), seed,
                       a.flags.contains(QStringLiteral("--force")), operatingUser());
         out << QStringLiteral("korva-broker: %1 is ready, from the seed in %2 (%3)\n")
-                   .arg(ConnectionSpec::parse(a.value("--db")).display(), seed,
+                   .arg(StoreAddress::parse(a.value("--db")).display(), seed,
                         loaded.join(QStringLiteral(", ")));
         out.flush();
         return 0;

@@ -162,23 +162,23 @@ QStringList initStore(const ServerSettings &settings, const QString &seedFolder,
     ServerSettings s = settings;
     s.createIfMissing = true;
     Database db(s, QStringLiteral("korva-init"));
-    const ConnectionSpec &spec = db.connectionInfo();
-    if (spec.dialect == Dialect::Sqlite && QFileInfo::exists(spec.path)) {
-        checkStoreFile(spec.path);
+    const StoreAddress &address = db.connectionInfo();
+    if (address.dialect == Dialect::Sqlite && QFileInfo::exists(address.path)) {
+        checkStoreFile(address.path);
         db.open();
         if (storedRows(db) > 0 && !force)
             throw RequestError(QStringLiteral("The store %1 already holds data; use --force to "
                                               "replace it.")
-                                   .arg(spec.display()));
+                                   .arg(address.display()));
         db.close();
         for (const char *suffix : {"", "-wal", "-shm", "-journal"})
-            QFile::remove(spec.path + QLatin1String(suffix));
-    } else if (spec.dialect == Dialect::Postgres) {
+            QFile::remove(address.path + QLatin1String(suffix));
+    } else if (address.dialect == Dialect::Postgres) {
         db.open();
         if (storedRows(db) > 0 && !force)
             throw RequestError(QStringLiteral("The store %1 already holds data; use --force to "
                                               "replace it.")
-                                   .arg(spec.display()));
+                                   .arg(address.display()));
         dropSchema(db);
         db.close();
     }
@@ -234,27 +234,28 @@ qint64 backupStore(const ServerSettings &settings, const QString &file, const QS
 void restoreStore(const QString &file, const ServerSettings &settings, bool force,
                   const QString &user)
 {
-    const ConnectionSpec spec = ConnectionSpec::parse(settings.connection);
-    if (spec.dialect == Dialect::Postgres)
+    const StoreAddress address = StoreAddress::parse(settings.connection);
+    if (address.dialect == Dialect::Postgres)
         throw RequestError(QStringLiteral("restore works on SQLite stores; a PostgreSQL store is "
                                           "restored with pg_restore (see the README)."));
     checkStoreFile(file);
-    if (QFileInfo::exists(spec.path) && !force)
+    if (QFileInfo::exists(address.path) && !force)
         throw RequestError(QStringLiteral("The store %1 exists; use --force to replace it with "
                                           "%2.")
-                               .arg(spec.display(), file));
-    if (!QFileInfo(spec.path).absoluteDir().exists())
-        throw RequestError(QStringLiteral("The folder of %1 does not exist.").arg(spec.display()));
+                               .arg(address.display(), file));
+    if (!QFileInfo(address.path).absoluteDir().exists())
+        throw RequestError(
+            QStringLiteral("The folder of %1 does not exist.").arg(address.display()));
     {
         // Page by page into the live file, under its write lock: a service that has it open
         // reads the restored store from its next request on, never half of each.
         const RawSqlite source(file, true);
-        const RawSqlite target(spec.path, false);
+        const RawSqlite target(address.path, false);
         sqlite3 *from = sqliteOf(source.db());
         sqlite3 *to = sqliteOf(target.db());
         if (!source.ok() || !target.ok() || !from || !to)
             throw RequestError(QStringLiteral("The store %1 cannot be opened for the restore.")
-                                   .arg(spec.display()));
+                                   .arg(address.display()));
         sqlite3_backup *copy = sqlite3_backup_init(to, "main", from, "main");
         int rc = copy ? SQLITE_OK : sqlite3_errcode(to);
         for (int tries = 0; copy && tries < 100; ++tries) {
@@ -267,7 +268,7 @@ void restoreStore(const QString &file, const ServerSettings &settings, bool forc
             sqlite3_backup_finish(copy);
         if (rc != SQLITE_DONE)
             throw RequestError(QStringLiteral("The restore into %1 failed: %2")
-                                   .arg(spec.display(), QString::fromUtf8(sqlite3_errstr(rc))));
+                                   .arg(address.display(), QString::fromUtf8(sqlite3_errstr(rc))));
     }
     ServerSettings s = settings;
     s.createIfMissing = false;

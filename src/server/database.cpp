@@ -77,7 +77,7 @@ QVariant dbTimestamp(const QDateTime &ts)
 
 Database::Database(ServerSettings settings, QString connectionName)
     : m_settings(std::move(settings))
-    , m_spec(ConnectionSpec::parse(m_settings.connection))
+    , m_address(StoreAddress::parse(m_settings.connection))
     , m_name(std::move(connectionName))
 {}
 
@@ -109,23 +109,23 @@ void Database::openConnection()
 {
     if (QSqlDatabase::contains(m_name))
         QSqlDatabase::removeDatabase(m_name);
-    if (m_spec.dialect == Dialect::Sqlite) {
-        const QFileInfo file(m_spec.path);
+    if (m_address.dialect == Dialect::Sqlite) {
+        const QFileInfo file(m_address.path);
         if (!file.absoluteDir().exists())
             throw DatabaseError(QStringLiteral("The database %1 cannot be reached: its folder "
                                                "does not exist.")
-                                    .arg(m_spec.display()),
+                                    .arg(m_address.display()),
                                 true);
         if (!file.exists() && !m_settings.createIfMissing)
             throw DatabaseError(
-                QStringLiteral("The database %1 does not exist.").arg(m_spec.display()), true);
+                QStringLiteral("The database %1 does not exist.").arg(m_address.display()), true);
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
-        db.setDatabaseName(m_spec.path);
+        db.setDatabaseName(m_address.path);
         db.setConnectOptions(
             QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(m_settings.busyTimeoutMs));
         if (!db.open())
             throw DatabaseError(QStringLiteral("The database %1 cannot be opened: %2")
-                                    .arg(m_spec.display(), db.lastError().text()),
+                                    .arg(m_address.display(), db.lastError().text()),
                                 true);
         if (auto *h = *static_cast<sqlite3 *const *>(db.driver()->handle().constData()))
             sqlite3_progress_handler(h, kProgressSteps, &Database::sqliteProgress, this);
@@ -136,11 +136,11 @@ void Database::openConnection()
             execute(pragma);
     } else {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), m_name);
-        db.setHostName(m_spec.host);
-        db.setPort(m_spec.port);
-        db.setUserName(m_spec.user);
-        db.setPassword(m_spec.password);
-        db.setDatabaseName(m_spec.database);
+        db.setHostName(m_address.host);
+        db.setPort(m_address.port);
+        db.setUserName(m_address.user);
+        db.setPassword(m_address.password);
+        db.setDatabaseName(m_address.database);
         // Keep-alives find a peer that vanished without closing (a half-open connection)
         // within about a minute instead of the system's two hours.
         db.setConnectOptions(QStringLiteral("connect_timeout=%1;keepalives=1;keepalives_idle=30;"
@@ -148,7 +148,7 @@ void Database::openConnection()
                                  .arg(m_settings.connectTimeoutSec));
         if (!db.open())
             throw DatabaseError(QStringLiteral("The database %1 cannot be reached: %2")
-                                    .arg(m_spec.display(), db.lastError().text().trimmed()),
+                                    .arg(m_address.display(), db.lastError().text().trimmed()),
                                 true);
         execute(QStringLiteral("SET lock_timeout = %1").arg(m_settings.busyTimeoutMs));
         execute(QStringLiteral("SET client_min_messages = warning"));
@@ -164,10 +164,10 @@ void Database::open()
     if (m_open) {
         // An open SQLite connection goes on writing to a file that was deleted under it, and
         // everything it then saves is lost with the file.
-        if (m_spec.dialect == Dialect::Sqlite && !QFileInfo::exists(m_spec.path)) {
+        if (m_address.dialect == Dialect::Sqlite && !QFileInfo::exists(m_address.path)) {
             close();
             throw DatabaseError(
-                QStringLiteral("The database %1 does not exist.").arg(m_spec.display()), true);
+                QStringLiteral("The database %1 does not exist.").arg(m_address.display()), true);
         }
         return;
     }
@@ -207,7 +207,7 @@ QString Database::describe(const QSqlError &error) const
 {
     if (isReadOnlyError(error))
         return QStringLiteral("The database %1 is read-only; nothing was saved.")
-            .arg(m_spec.display());
+            .arg(m_address.display());
     if (isTimeoutError(error))
         return statementStoppedText(m_settings.statementTimeoutMs);
     if (isLockError(error))
@@ -226,12 +226,12 @@ void Database::checkError(const QSqlError &error, const QString &what)
     // The SQLite driver reports every failed step as a connection error; only PostgreSQL
     // really loses its connection.
     const bool lost =
-        m_spec.dialect == Dialect::Postgres && (error.type() == QSqlError::ConnectionError ||
+        m_address.dialect == Dialect::Postgres && (error.type() == QSqlError::ConnectionError ||
                                                 !handle().isOpen() || isConnectionGone(error));
     QString text = describe(error);
     if (lost)
         text = QStringLiteral("The database %1 cannot be reached: %2")
-                   .arg(m_spec.display(), error.text().trimmed());
+                   .arg(m_address.display(), error.text().trimmed());
     Q_UNUSED(what);
     throw DatabaseError(text, lost);
 }
@@ -292,7 +292,7 @@ void Database::execute(const QString &sql)
 void Database::begin()
 {
     m_commitSent = false;
-    execute(m_spec.dialect == Dialect::Sqlite ? QStringLiteral("BEGIN IMMEDIATE")
+    execute(m_address.dialect == Dialect::Sqlite ? QStringLiteral("BEGIN IMMEDIATE")
                                               : QStringLiteral("BEGIN"));
     m_inTransaction = true;
 }

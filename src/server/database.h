@@ -26,8 +26,8 @@ public:
     void open();
     void close();
     bool isOpen() const { return m_open; }
-    Dialect dialect() const { return m_spec.dialect; }
-    const ConnectionSpec &connectionInfo() const { return m_spec; }
+    Dialect dialect() const { return m_address.dialect; }
+    const StoreAddress &connectionInfo() const { return m_address; }
     const ServerSettings &settings() const { return m_settings; }
     QSqlDatabase handle() const;
     const QString &connectionName() const { return m_name; }
@@ -71,7 +71,7 @@ private:
     void checkError(const QSqlError &error, const QString &what);
 
     ServerSettings m_settings;
-    ConnectionSpec m_spec;
+    StoreAddress m_address;
     QString m_name;
     bool m_open = false;
     bool m_inTransaction = false;

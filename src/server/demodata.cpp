@@ -23,7 +23,7 @@ constexpr char kSetSequence[] = R"sql(UPDATE KORVA_SEQ SET NEXT_VAL = ? WHERE SE
 const char *const kListIndexes[] = {"ASGNMT_TO_IX", "ASGNMT_FRM_IX", "ASGNMT_STTS_IX",
                                     "ASGNMT_WORK_OPEN_IX", "ASGNMT_WORK_CLSD_IX"};
 
-void prepareTarget(Database &db, const ConnectionSpec &target, bool force)
+void prepareTarget(Database &db, const StoreAddress &target, bool force)
 {
     if (target.dialect == Dialect::Sqlite) {
         if (QFile::exists(target.path)) {

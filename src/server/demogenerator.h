@@ -166,14 +166,14 @@ private:
                         "EXPRTN_DY_CNT, RSN_FOR_CHNG_TXT, SYS_IND",
                         8, 50);
         for (const char *region : kRegions) {
-            for (const CodeSpec &c : kCodes) {
+            for (const CodeRow &c : kCodes) {
                 const QVariant effective =
                     QVariant(m_opt.today.addDays(-c.effectiveDaysAgo).toString(Qt::ISODate));
                 const QVariant ended = c.endedDaysAgo ? day(-c.endedDaysAgo) : QVariant();
                 code.add({latin(region), latin(c.table), latin(c.code), latin(c.description),
                           latin(c.info), effective, ended});
             }
-            for (const TypeSpec &t : kTypes) {
+            for (const TypeRow &t : kTypes) {
                 type.add({latin(region), latin(t.code), latin(t.description),
                           latin(t.creatorCloses), t.due < 0 ? QVariant() : QVariant(t.due),
                           t.expiration < 0 ? QVariant() : QVariant(t.expiration),
@@ -333,7 +333,7 @@ private:
         QList<QVariant> statusText, typeCode, subjects, comments;
         for (const char *s : {"O", "F", "R", "C"})
             statusText.append(latin(s));
-        for (const TypeSpec &t : kTypes)
+        for (const TypeRow &t : kTypes)
             typeCode.append(latin(t.code));
         for (const char *s : kSubjects)
             subjects.append(latin(s));
@@ -371,7 +371,7 @@ private:
                 }
             }
             const int type = demo && i % 6 == 5 ? kRefundType : pickType();
-            const TypeSpec &kind = kTypes[type];
+            const TypeRow &kind = kTypes[type];
             const bool system = kind.system[0] == 'Y';
             // Status: the demo officer gets three open ones (open, forwarded, replied) for
             // every closed one; the rest are rolled.

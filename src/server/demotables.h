@@ -51,7 +51,7 @@ const char *const kComments[] = {
     "'; DROP TABLE ASGNMT; -- stored as typed"};
 
 // Assignment types: code, description, creator closes, due days, expiration days, system.
-struct TypeSpec {
+struct TypeRow {
     const char *code;
     const char *description;
     const char *creatorCloses;
@@ -60,7 +60,7 @@ struct TypeSpec {
     const char *system;
     int weight; // out of 100
 };
-const TypeSpec kTypes[] = {
+const TypeRow kTypes[] = {
     {"001", "GENERAL REFERRAL", "N", 30, 90, "N", 30},
     {"002", "CITATION FOLLOW-UP", "N", 14, 60, "N", 18},
     {"003", "AUDIT REVIEW", "Y", 45, 120, "N", 10},
@@ -74,7 +74,7 @@ const TypeSpec kTypes[] = {
 constexpr int kRefundType = 3;
 
 // Code tables: table, code, description, additional info, effective offset, ended (days ago).
-struct CodeSpec {
+struct CodeRow {
     const char *table;
     const char *code;
     const char *description;
@@ -82,7 +82,7 @@ struct CodeSpec {
     int effectiveDaysAgo; // negative: takes effect in the future
     int endedDaysAgo;     // 0: still in force
 };
-const CodeSpec kCodes[] = {
+const CodeRow kCodes[] = {
     {"REFDOCTYP", "CIT", "TRAFFIC CITATION", "CITATION", 9000, 0},
     {"REFDOCTYP", "PKG", "PARKING CITATION", "CITATION", 9000, 0},
     {"REFDOCTYP", "WRN", "TAX WARRANT", "CITATION", 9000, 0},

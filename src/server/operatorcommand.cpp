@@ -247,7 +247,7 @@ int runServe(const QStringList &args, QTextStream &out, QTextStream &err)
         out << QStringLiteral("korva-broker: serving %1 on %2 (queue %3, %4 worker(s)), store %5\n")
                    .arg(options.bus.subject, options.bus.url, options.queue)
                    .arg(options.workers)
-                   .arg(ConnectionSpec::parse(options.server.connection).display());
+                   .arg(StoreAddress::parse(options.server.connection).display());
         out.flush();
         while (!g_stopRequested)
             QThread::msleep(100);

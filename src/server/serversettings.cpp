@@ -6,12 +6,12 @@
 
 namespace korva::server {
 
-ConnectionSpec ConnectionSpec::parse(const QString &text)
+StoreAddress StoreAddress::parse(const QString &text)
 {
     const QString t = text.trimmed();
     if (t.isEmpty())
         throw RequestError(QStringLiteral("No database connection is configured."));
-    ConnectionSpec connection;
+    StoreAddress connection;
     if (t.startsWith(u"postgres://", Qt::CaseInsensitive) ||
         t.startsWith(u"postgresql://", Qt::CaseInsensitive)) {
         const QUrl url(t, QUrl::StrictMode);
@@ -39,7 +39,7 @@ ConnectionSpec ConnectionSpec::parse(const QString &text)
     return connection;
 }
 
-QString ConnectionSpec::display() const
+QString StoreAddress::display() const
 {
     if (dialect == Dialect::Sqlite)
         return QStringLiteral("sqlite:") + path;

@@ -111,7 +111,7 @@ QString ShellSession::databaseText() const
     if (m_options.networked())
         return m_options.broker;
     try {
-        return server::ConnectionSpec::parse(m_options.connection).display();
+        return server::StoreAddress::parse(m_options.connection).display();
     } catch (const server::RequestError &) {
         return m_options.connection;
     }
@@ -121,9 +121,9 @@ bool ShellSession::prepareDatabase()
 {
     if (m_options.networked())
         return true; // the service's store, not this desk's
-    server::ConnectionSpec target;
+    server::StoreAddress target;
     try {
-        target = server::ConnectionSpec::parse(m_options.connection);
+        target = server::StoreAddress::parse(m_options.connection);
     } catch (const server::RequestError &e) {
         return fail(e.text());
     }
@@ -220,7 +220,7 @@ bool ShellSession::signOn()
 #endif
     } else {
         try {
-            server::ConnectionSpec::parse(m_options.connection);
+            server::StoreAddress::parse(m_options.connection);
         } catch (const server::RequestError &e) {
             return fail(signOnFailure(e.text()));
         }
