@@ -3,6 +3,7 @@
 #include "assignmentlisttab.h"
 
 #include "common/modassignmaint.h"
+#include "dialogs/assignmentinfo.h"
 #include "platform/controls/datagrid.h"
 #include "platform/controls/dtp.h"
 #include "platform/errors.h"
@@ -141,17 +142,7 @@ void AssignmentListTab::grdAssignment_RowLoaded(GridRow &row)
 
 void AssignmentListTab::SetGridBolding()
 {
-    guard(u"KORVA_AssignMaint.SetGridBolding", [&] {
-        DataGrid *grid = grdAssignment;
-        grid->styleSet(QStringLiteral("UNBOLD")).setBold(false);
-        QFont bold = grid->font();
-        bold.setBold(true);
-        grid->setFont(bold);
-        for (int c = 0; c < grid->columnCount(); ++c) {
-            grid->setColumnStyleSet(c, QStringLiteral("UNBOLD"));
-            grid->setColumnHeadStyleSet(c, QStringLiteral("UNBOLD"));
-        }
-    });
+    guard(u"KORVA_AssignMaint.SetGridBolding", [&] { applyGridBolding(grdAssignment); });
 }
 
 } // namespace korva
