@@ -10,7 +10,7 @@ namespace korva::server {
 
 // Kind 97: how a service is (STATUS: VERSION, SCHEMA, UPTIME_S, ANSWERED, SESSIONS), asked
 // only with an operator's key. One service of the queue group answers.
-inline constexpr int kServiceStatusKind = 97;
+inline constexpr int kServiceStatusKind = 98;
 
 struct ServiceOptions {
     ServerSettings server;
