@@ -75,10 +75,21 @@ QString AssignmentListTab::officerFilter() const
 
 void AssignmentListTab::showRows(const RecordSetPtr &rows)
 {
-    adoAssignment->setRecordSet(rows);
-    grdAssignment->setCaption(QStringLiteral("Assignments"));
-    if (optCurrentOfficer->isChecked())
-        rows->setFilter(officerFilter());
+    const auto bind = [&] {
+        adoAssignment->setRecordSet(rows);
+        grdAssignment->setCaption(QStringLiteral("Assignments"));
+    };
+    // Filtered before it is bound, so that a long list is laid out in the grid once; rows
+    // the filter cannot be applied to are still shown before that is reported.
+    if (optCurrentOfficer->isChecked()) {
+        try {
+            rows->setFilter(officerFilter());
+        } catch (...) {
+            bind();
+            throw;
+        }
+    }
+    bind();
 }
 
 void AssignmentListTab::ProcessOptCurrentOfficer()
@@ -113,9 +124,10 @@ void AssignmentListTab::grdAssignment_RowLoaded(GridRow &row)
         row.setText(QStringLiteral("ASSIGNED_FROM"),
                     modAssignMaint::OfficerDisplayName(row.text(QStringLiteral("OFCR_FRM_ID"))));
         row.setText(QStringLiteral("ASSIGNED_TO"),
-                    modAssignMaint::AddresseeDisplayName(
-                        row.text(QStringLiteral("OFCR_TO_ID")), row.text(QStringLiteral("AGNCY_CD")),
-                        row.text(QStringLiteral("TRP_ID")), row.text(QStringLiteral("TRP_DIST_ID"))));
+                    modAssignMaint::AddresseeDisplayName(row.text(QStringLiteral("OFCR_TO_ID")),
+                                                         row.text(QStringLiteral("AGNCY_CD")),
+                                                         row.text(QStringLiteral("TRP_ID")),
+                                                         row.text(QStringLiteral("TRP_DIST_ID"))));
 
         const QString rawType = row.text(QStringLiteral("ASGNMT_TYP_CD"));
         const QString type = rawType.trimmed();

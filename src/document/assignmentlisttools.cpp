@@ -34,8 +34,14 @@ QString field(const RecordSet &rs, int storageRow, QStringView name)
 
 qint64 numberAt(const RecordSet &rs, int storageRow, int f)
 {
+    if (f < 0)
+        return -1;
+    // Read as stored where it can be: every row of a long list passes here at each bind.
+    const QVariant value = rs.storageRow(storageRow).value(f);
     bool ok = false;
-    const qint64 n = fieldAt(rs, storageRow, f).trimmed().toLongLong(&ok);
+    qint64 n = value.toLongLong(&ok);
+    if (!ok)
+        n = value.toString().trimmed().toLongLong(&ok);
     return ok ? n : -1;
 }
 
@@ -109,7 +115,6 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
     shown->setRowInfoSource([this, fields = ListFields()](const RecordSet &rs, int s) mutable {
         fields.resolve(rs);
         GridProxyModel::RowInfo info;
-        const qint64 number = numberAt(rs, s, fields.number);
         QString &text = info.haystack;
         for (int f : std::as_const(fields.texts))
             text += fieldAt(rs, s, f) + u'\n';
@@ -122,7 +127,12 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
         info.overdue = date.isValid() && date < m_today &&
                        fieldAt(rs, s, fields.status).trimmed() != u"C" &&
                        fieldAt(rs, s, fields.closed).trimmed().isEmpty();
-        info.fresh = !m_seen.isEmpty() && number >= 0 && !m_seen.contains(number);
+        // Each row is worked out once per list, so the list's numbers are gathered here
+        // rather than in a pass of their own when it is bound.
+        const qint64 number = numberAt(rs, s, fields.number);
+        if (number >= 0)
+            m_listed.insert(number);
+        info.fresh = !m_previous.isEmpty() && number >= 0 && !m_previous.contains(number);
         return info;
     });
     shown->setSortTextSource([this](const RecordSet &rs, int s, int column) {
@@ -130,8 +140,15 @@ AssignmentListTools::AssignmentListTools(DataGrid *grid, DataControl *control, Q
     });
     grid->setHeadingSort(true);
 
+    connect(control, &DataControl::recordSetAboutToChange, this, [this] {
+        // The outgoing list becomes what the next one is compared with: all of its numbers.
+        if (m_control->recordSet())
+            m_grid->shownModel()->ensureInfo();
+        m_previous = std::exchange(m_listed, {});
+    });
     connect(control, &DataControl::recordSetChanged, this, &AssignmentListTools::listBound);
     connect(shown, &QAbstractItemModel::modelReset, this, &AssignmentListTools::updateCounts);
+    connect(shown, &GridProxyModel::infoReady, this, &AssignmentListTools::updateCounts);
     connect(m_filter, &QLineEdit::textChanged, grid, &DataGrid::setFilterText);
     connect(m_export, &QPushButton::clicked, this, &AssignmentListTools::exportClicked);
     updateCounts();
@@ -173,15 +190,6 @@ void AssignmentListTools::listBound()
 {
     m_today = platform().clock ? platform().clock->today() : QDate::currentDate();
     m_names.clear();
-    // What counts as new is measured against the list before this one.
-    m_grid->shownModel()->overdueCount();
-    m_seen = m_listed;
-    m_listed.clear();
-    if (const RecordSetPtr &rs = m_control->recordSet()) {
-        for (int s = 0; s < rs->storageCount(); ++s)
-            m_listed.insert(numberAt(*rs, s, rs->fieldIndex(u"ASGNMT_NBR")));
-    }
-    m_seen.unite(m_listed);
     updateCounts();
 }
 
@@ -196,9 +204,10 @@ void AssignmentListTools::updateCounts()
         m_filter->text().trimmed().isEmpty()
             ? (m_grid->rowCount() == 1 ? tr("1 row") : tr("%1 rows").arg(m_grid->rowCount()))
             : tr("%1 of %2 shown").arg(shown->rowCount()).arg(m_grid->rowCount());
-    if (const int overdue = shown->overdueCount())
+    // A long list's marks are counted once its rows are worked out, a frame or so later.
+    if (const int overdue = shown->infoComplete() ? shown->overdueCount() : 0)
         text += tr(", %1 overdue").arg(overdue);
-    if (const int fresh = shown->freshCount())
+    if (const int fresh = shown->infoComplete() ? shown->freshCount() : 0)
         text += tr(", %1 new").arg(fresh);
     m_counts->setText(text);
 }

@@ -52,7 +52,7 @@ private:
     QPushButton *m_export;
     QDate m_today;
     // The assignment numbers of the previous list: a number not among them is new.
-    QSet<qint64> m_seen;
+    QSet<qint64> m_previous;
     QSet<qint64> m_listed;
     mutable QHash<QString, QString> m_names; // by officer number, for the list bound
 };

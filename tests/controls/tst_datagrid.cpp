@@ -1,4 +1,5 @@
 #include "gridfixture.h"
+#include "platform/controls/gridproxy.h"
 #include "platform/controls/recordsetmodel.h"
 #include "platform/errors.h"
 #include "test_main.h"
@@ -9,6 +10,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QScrollBar>
+#include <QSignalSpy>
 
 using namespace korva;
 using namespace korva::gridtest;
@@ -215,6 +217,37 @@ private slots:
         g.grid.setRedraw(true);
         g.grid.repaint();
         QVERIFY(!g.loads.isEmpty());
+    }
+
+    void aLongListsRowInfoIsWorkedOutBetweenFramesUnlessAFilterNeedsIt()
+    {
+        DecoratedGrid g;
+        GridProxyModel *shown = g.grid.shownModel();
+        int asked = 0;
+        shown->setRowInfoSource([&asked](const RecordSet &rs, int s) {
+            ++asked;
+            GridProxyModel::RowInfo info;
+            info.haystack = rs.storageRow(s).value(1).toString();
+            info.overdue = s % 2 == 0;
+            return info;
+        });
+        QSignalSpy ready(shown, &GridProxyModel::infoReady);
+        g.control.setRecordSet(assignments(20000));
+        // Binding asks for none of it; what a row on screen shows is worked out for that row.
+        QCOMPARE(asked, 0);
+        QVERIFY(shown->isOverdue(0));
+        QCOMPARE(asked, 1);
+        QVERIFY(ready.wait());
+        QCOMPARE(asked, 20000); // each row once
+        QCOMPARE(shown->overdueCount(), 10000);
+
+        // A filter typed before the work is done finishes it at once, and still asks once a row.
+        asked = 0;
+        g.control.setRecordSet(assignments(20000));
+        g.grid.setFilterText(QStringLiteral("PCE"));
+        QCOMPARE(asked, 20000);
+        QCOMPARE(shown->rowCount(), 8000);
+        QVERIFY(shown->infoComplete());
     }
 };
 

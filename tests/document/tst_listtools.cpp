@@ -160,7 +160,7 @@ private slots:
         QCOMPARE(m->data(m->index(2, 3), Qt::ForegroundRole).value<QBrush>().color(),
                  QColor(Qt::red));
         QVERIFY(m->data(m->index(2, 0), Qt::AccessibleTextRole).toString().startsWith(u"Overdue"));
-        QCOMPARE(f.doc().listTab->tools()->countsLabel()->text(),
+        QTRY_COMPARE(f.doc().listTab->tools()->countsLabel()->text(),
                  QStringLiteral("3 rows, 2 overdue"));
     }
 

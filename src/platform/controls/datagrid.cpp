@@ -17,6 +17,7 @@ DataControl::DataControl(QObject *parent)
 
 void DataControl::setRecordSet(RecordSetPtr rs)
 {
+    emit recordSetAboutToChange();
     RecordSetPtr previous = std::exchange(m_rs, std::move(rs));
     emit recordSetChanged();
     releaseRecordSet(std::move(previous));

@@ -23,6 +23,8 @@ public:
     const RecordSetPtr &recordSet() const { return m_rs; }
 
 signals:
+    // Before the record set is replaced, while the old one is still bound.
+    void recordSetAboutToChange();
     void recordSetChanged();
 
 private:

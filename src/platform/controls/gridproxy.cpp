@@ -3,10 +3,12 @@
 #include "recordsetmodel.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QFont>
 #include <QPainter>
 #include <QPixmap>
 #include <QStyle>
+#include <QThreadPool>
 
 #include <algorithm>
 #include <cmath>
@@ -69,6 +71,9 @@ GridProxyModel::GridProxyModel(RecordSetModel *source, QObject *parent)
     , m_source(source)
 {
     QAbstractProxyModel::setSourceModel(source);
+    m_fill.setSingleShot(true);
+    m_fill.setInterval(0);
+    connect(&m_fill, &QTimer::timeout, this, &GridProxyModel::fillSlice);
     connect(source, &QAbstractItemModel::modelAboutToBeReset, this,
             &GridProxyModel::beginResetModel);
     connect(source, &QAbstractItemModel::modelReset, this, &GridProxyModel::sourceReset);
@@ -146,32 +151,89 @@ void GridProxyModel::sourceReset()
     // Begun by the source's modelAboutToBeReset.
     rebuild(false);
     endResetModel();
+    if (prepareInfo() && m_infoSource && !infoComplete())
+        m_fill.start();
 }
 
-void GridProxyModel::ensureInfo()
+bool GridProxyModel::prepareInfo()
 {
     const RecordSetPtr &rs = m_source->recordSet();
     const int count = rs ? rs->storageCount() : 0;
     if (rs.get() == m_infoOf && count == m_infoCount)
-        return;
+        return false;
     m_infoOf = rs.get();
     m_infoCount = count;
     m_keysColumn = -1;
-    m_info.assign(size_t(count), RowInfo{});
-    if (!rs)
-        return;
-    for (int s = 0; s < count; ++s) {
-        if (m_infoSource) {
-            m_info[size_t(s)] = m_infoSource(*rs, s);
-        } else {
-            QString text;
-            const QList<QVariant> &values = rs->storageRow(s);
-            for (int f = 0; f < values.size(); ++f)
-                text += RecordSet::formatValue(values.at(f), rs->fields().at(f).type) + u'\n';
-            m_info[size_t(s)].haystack = std::move(text);
-        }
-        m_info[size_t(s)].haystack = m_info[size_t(s)].haystack.toCaseFolded();
+    // Freeing 50,000 rows' texts is work a frame cannot spare; a worker does it.
+    if (m_info.size() > 2000) {
+        QThreadPool::globalInstance()->start(
+            [doomed = std::exchange(m_info, {})]() mutable { doomed = {}; });
     }
+    m_info.assign(size_t(count), RowInfo{});
+    m_done.assign(size_t(count), false);
+    m_doneCount = 0;
+    m_fillFrom = 0;
+    return true;
+}
+
+const GridProxyModel::RowInfo &GridProxyModel::rowInfo(int storageRow) const
+{
+    const size_t s = size_t(storageRow);
+    if (m_done[s])
+        return m_info[s];
+    const RecordSet &rs = *m_source->recordSet();
+    RowInfo info;
+    if (m_infoSource) {
+        info = m_infoSource(rs, storageRow);
+    } else {
+        const QList<QVariant> &values = rs.storageRow(storageRow);
+        for (int f = 0; f < values.size(); ++f)
+            info.haystack += RecordSet::formatValue(values.at(f), rs.fields().at(f).type) + u'\n';
+    }
+    info.haystack = std::move(info.haystack).toCaseFolded();
+    m_info[s] = std::move(info);
+    m_done[s] = true;
+    ++m_doneCount;
+    return m_info[s];
+}
+
+bool GridProxyModel::infoComplete() const
+{
+    const RecordSetPtr &rs = m_source->recordSet();
+    return rs.get() == m_infoOf && (rs ? rs->storageCount() : 0) == m_infoCount &&
+           m_doneCount == m_infoCount;
+}
+
+void GridProxyModel::ensureInfo()
+{
+    prepareInfo();
+    for (int s = 0; s < m_infoCount && m_doneCount < m_infoCount; ++s)
+        rowInfo(s);
+    if (m_fill.isActive()) {
+        m_fill.stop();
+        emit infoReady();
+    }
+}
+
+void GridProxyModel::fillSlice()
+{
+    if (!m_source->recordSet())
+        return;
+    prepareInfo();
+    // A few milliseconds at a time, so that a frame is never missed for it.
+    QElapsedTimer slice;
+    slice.start();
+    while (m_fillFrom < m_infoCount) {
+        const int end = std::min(m_infoCount, m_fillFrom + 128);
+        for (; m_fillFrom < end; ++m_fillFrom)
+            rowInfo(m_fillFrom);
+        if (slice.nsecsElapsed() > 4'000'000)
+            break;
+    }
+    if (m_doneCount < m_infoCount)
+        m_fill.start();
+    else
+        emit infoReady();
 }
 
 void GridProxyModel::ensureKeys(int column)
@@ -280,7 +342,7 @@ const GridProxyModel::RowInfo *GridProxyModel::info(int proxyRow) const
     if (row < 0 || !rs || m_infoOf != rs.get())
         return nullptr;
     const int storage = rs->storageIndex(row);
-    return size_t(storage) < m_info.size() ? &m_info[size_t(storage)] : nullptr;
+    return size_t(storage) < m_info.size() ? &rowInfo(storage) : nullptr;
 }
 
 bool GridProxyModel::isOverdue(int proxyRow) const

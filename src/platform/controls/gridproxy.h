@@ -4,6 +4,7 @@
 
 #include <QAbstractProxyModel>
 #include <QIcon>
+#include <QTimer>
 
 #include <functional>
 #include <vector>
@@ -15,7 +16,10 @@ class RecordSetModel;
 // What a grid shows of its record set's rows: the rows whose text holds the quick filter, in
 // the order of a clicked heading. Rows are told apart by storage row, as the record set keeps
 // them, so what is worked out per row survives the record set's own filter and sort; it is
-// worked out again only when another record set is bound or rows are added.
+// worked out again only when another record set is bound or rows are added. A freshly bound
+// list is worked out a slice at a time between frames (rows on screen first, as they are
+// painted), so 50,000 rows never hold the screen; a filter, a sort or a count asked for
+// before then finishes the work at once.
 //
 // The view's rows map to the record set's view rows; with no filter and no sort the mapping
 // is the identity and costs nothing.
@@ -28,6 +32,8 @@ public:
         bool overdue = false; // marked with an icon and bold
         bool fresh = false;   // new since the previous list: marked with an icon
     };
+    // Asked once per row of each record set bound (the rows on screen first, the rest between
+    // frames or when a filter, sort or count needs them).
     using RowInfoSource = std::function<RowInfo(const RecordSet &, int storageRow)>;
     // The sort text of a display column (one the grid's RowLoaded handlers fill).
     using SortTextSource = std::function<QString(const RecordSet &, int storageRow, int column)>;
@@ -49,8 +55,16 @@ public:
     // Source rows are the record set's view rows.
     int sourceRowOf(int proxyRow) const;
     int proxyRowOf(int sourceRow) const; // -1 when filtered out
-    int overdueCount() const;            // among the rows shown
-    int freshCount() const;              // among the rows shown
+    int overdueCount() const;            // among the rows shown; finishes the rows' info
+    int freshCount() const;              // among the rows shown; finishes the rows' info
+    // Whether every row's info is worked out; infoReady() says when it comes to be.
+    bool infoComplete() const;
+    void ensureInfo(); // works out what is left at once
+
+signals:
+    void infoReady();
+
+public:
     bool isOverdue(int proxyRow) const;
     bool isFresh(int proxyRow) const;
 
@@ -73,7 +87,9 @@ private:
     const RecordSetModel *sourceModel_() const;
     void sourceReset();
     void rebuild(bool narrowOnly);
-    void ensureInfo();
+    bool prepareInfo(); // true when the arrays were laid out afresh
+    const RowInfo &rowInfo(int storageRow) const;
+    void fillSlice();
     void ensureKeys(int column);
     const RowInfo *info(int proxyRow) const;
 
@@ -88,7 +104,11 @@ private:
     // Per storage row, for the record set they were worked out of.
     const RecordSet *m_infoOf = nullptr;
     int m_infoCount = 0;
-    std::vector<RowInfo> m_info;
+    mutable std::vector<RowInfo> m_info;
+    mutable std::vector<bool> m_done;
+    mutable int m_doneCount = 0;
+    int m_fillFrom = 0;
+    QTimer m_fill;
     int m_keysColumn = -1;
     std::vector<SortKey> m_keys;
 
