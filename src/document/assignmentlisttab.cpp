@@ -39,7 +39,7 @@ struct GridColumn {
 // Bound columns carry the broker's field names; display columns are filled as rows load.
 // The technical columns stay hidden but readable, since the row commands read them.
 constexpr GridColumn kAssignmentColumns[] = {
-    {"Status", "Status", false, true, 70},
+    {"Status", "Status", false, true, 95}, // room for the overdue or new mark
     {"ASGNMT_NBR", "Number", true, true, 70},
     {"ASSIGNMENT_TYPE", "Assignment Type", false, true, 150},
     {"ASGNMT_SBJCT_TXT", "Subject", true, true, 170},
