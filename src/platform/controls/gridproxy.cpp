@@ -8,7 +8,6 @@
 #include <QPainter>
 #include <QPixmap>
 #include <QStyle>
-#include <QThreadPool>
 
 #include <algorithm>
 #include <cmath>
@@ -164,10 +163,11 @@ bool GridProxyModel::prepareInfo()
     m_infoOf = rs.get();
     m_infoCount = count;
     m_keysColumn = -1;
-    // Freeing 50,000 rows' texts is work a frame cannot spare; a worker does it.
-    if (m_info.size() > 2000) {
-        QThreadPool::globalInstance()->start(
-            [doomed = std::exchange(m_info, {})]() mutable { doomed = {}; });
+    // Freeing 50,000 rows' texts is work a frame cannot spare: it is done between frames
+    // too. Not by a worker, whose frees would contend with this thread's for its heap.
+    if (m_info.size() > 2000 && m_doomed.empty()) {
+        m_doomed = std::exchange(m_info, {});
+        m_fill.start();
     }
     m_info.assign(size_t(count), RowInfo{});
     m_done.assign(size_t(count), false);
@@ -217,12 +217,18 @@ void GridProxyModel::ensureInfo()
 
 void GridProxyModel::fillSlice()
 {
-    if (!m_source->recordSet())
-        return;
-    prepareInfo();
     // A few milliseconds at a time, so that a frame is never missed for it.
     QElapsedTimer slice;
     slice.start();
+    while (!m_doomed.empty() && slice.nsecsElapsed() < 2'000'000)
+        m_doomed.resize(m_doomed.size() > 512 ? m_doomed.size() - 512 : 0);
+    if (!m_doomed.empty()) {
+        m_fill.start();
+        return;
+    }
+    if (!m_source->recordSet())
+        return;
+    prepareInfo();
     while (m_fillFrom < m_infoCount) {
         const int end = std::min(m_infoCount, m_fillFrom + 128);
         for (; m_fillFrom < end; ++m_fillFrom)

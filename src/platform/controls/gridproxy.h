@@ -105,6 +105,7 @@ private:
     const RecordSet *m_infoOf = nullptr;
     int m_infoCount = 0;
     mutable std::vector<RowInfo> m_info;
+    std::vector<RowInfo> m_doomed; // the previous list's, freed a slice at a time
     mutable std::vector<bool> m_done;
     mutable int m_doneCount = 0;
     int m_fillFrom = 0;

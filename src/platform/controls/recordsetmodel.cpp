@@ -163,16 +163,13 @@ RecordSetModel::RowState *RecordSetModel::state(int storageRow)
 {
     if (storageRow < 0 || !m_rs || storageRow >= m_rs->storageCount())
         return nullptr;
-    if (size_t(storageRow) >= m_rows.size())
-        m_rows.resize(size_t(m_rs->storageCount()));
-    return &m_rows[size_t(storageRow)];
+    return &m_rows[storageRow];
 }
 
 const RecordSetModel::RowState *RecordSetModel::state(int storageRow) const
 {
-    if (storageRow < 0 || size_t(storageRow) >= m_rows.size())
-        return nullptr;
-    return &m_rows[size_t(storageRow)];
+    const auto it = m_rows.find(storageRow);
+    return it == m_rows.end() ? nullptr : &it->second;
 }
 
 bool RecordSetModel::isLoaded(int storageRow) const

@@ -5,6 +5,7 @@
 #include <QAbstractTableModel>
 #include <QStringList>
 
+#include <unordered_map>
 #include <vector>
 
 namespace korva {
@@ -69,7 +70,8 @@ private:
     RecordSetPtr m_rs;
     int m_observer = 0;
     int m_storageCount = 0;
-    std::vector<RowState> m_rows;
+    // Only rows that were shown have a state: a 50,000-row list shows a few dozen of them.
+    std::unordered_map<int, RowState> m_rows;
     int m_loadedCount = 0;
     int m_loadingRow = -1;
     QList<int> m_fieldIndex; // by column; -1 for display columns
