@@ -248,6 +248,15 @@ private slots:
         QCOMPARE(asked, 20000);
         QCOMPARE(shown->rowCount(), 8000);
         QVERIFY(shown->infoComplete());
+
+        // A sort kept while another list is bound sorts the new rows by their own values.
+        g.grid.setFilterText(QString());
+        shown->sort(0, Qt::DescendingOrder);
+        auto other = assignments(0);
+        for (int number : {7, 500, 9})
+            other->appendStorageRow({number, QStringLiteral("001"), 1001, QDate(2026, 1, 1)});
+        g.control.setRecordSet(other);
+        QCOMPARE(shown->index(0, 0).data().toString(), QStringLiteral("500"));
     }
 };
 

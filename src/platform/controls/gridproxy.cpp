@@ -150,7 +150,8 @@ void GridProxyModel::sourceReset()
     // Begun by the source's modelAboutToBeReset.
     rebuild(false);
     endResetModel();
-    if (prepareInfo() && m_infoSource && !infoComplete())
+    prepareInfo();
+    if (m_infoSource && !infoComplete())
         m_fill.start();
 }
 
@@ -281,7 +282,9 @@ void GridProxyModel::rebuild(bool narrowOnly)
         m_inverse.clear();
         return;
     }
-    ensureInfo();
+    prepareInfo(); // forgets the sort keys of another record set
+    if (!m_filter.isEmpty())
+        ensureInfo(); // a sort alone needs no row's filter text
     if (narrowOnly) {
         std::erase_if(m_rows, [&](int row) {
             return !m_info[size_t(rs->storageIndex(row))].haystack.contains(m_filter);
