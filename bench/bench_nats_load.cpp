@@ -330,7 +330,9 @@ int main(int argc, char *argv[])
         QFile file(QDir(g_keys).filePath(name + QStringLiteral(".nk")));
         if (!file.open(QIODevice::WriteOnly))
             std::abort();
-        file.write(nkeys::encodeUserSeed(key.seed).toLatin1());
+        // With its line's end, as `desk add` writes it: the bus library reads the seed up to
+        // the end of the line, and without one it now and then signed with a wrong key.
+        file.write(nkeys::encodeUserSeed(key.seed).toLatin1() + '\n');
         return nkeys::encodeUserPublic(key.publicKey);
     };
     const QString serviceKey = newKey(QStringLiteral("service"));
@@ -373,6 +375,9 @@ int main(int argc, char *argv[])
     std::vector<std::unique_ptr<QProcess>> processes;
     for (int i = 0; i < services; ++i) {
         auto p = std::make_unique<QProcess>();
+        // A journal line per request: into a file, since nothing reads a pipe while the desks
+        // run, and a full pipe would stop the service mid-request.
+        p->setStandardErrorFile(dir.filePath(QStringLiteral("service-%1.log").arg(i)));
         p->start(exe, {QStringLiteral("serve"), QStringLiteral("--db"), connection,
                        QStringLiteral("--nats"), url, QStringLiteral("--nats-seed"),
                        QDir(g_keys).filePath(QStringLiteral("service.nk")),

@@ -14,6 +14,7 @@
 
 #include <QAtomicInteger>
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QSemaphore>
@@ -248,16 +249,26 @@ void BrokerService::stop()
     if (d->stopped)
         return;
     d->stopped = true;
-    for (auto &w : d->workers)
-        natsSubscription_Drain(w->sub);
+    // Requests under way are finished and answered; with the bus gone nobody can hear the
+    // answers, and waiting for it would keep an administrator's stop waiting for minutes.
+    const bool connected = natsConnection_Status(d->nc()) == NATS_CONN_STATUS_CONNECTED;
+    if (connected) {
+        for (auto &w : d->workers)
+            natsSubscription_Drain(w->sub);
+    }
+    QDeadlineTimer deadline(connected ? 30'000 : 0);
     for (auto &w : d->workers) {
-        natsSubscription_WaitForDrainCompletion(w->sub, 30'000);
-        // The drain can report done before its completion callback has run.
-        w->drained.tryAcquire(1, 30'000);
+        if (connected) {
+            natsSubscription_WaitForDrainCompletion(w->sub,
+                                                    qMax<qint64>(1, deadline.remainingTime()));
+            // The drain can report done before its completion callback has run.
+            w->drained.tryAcquire(1, int(qMax<qint64>(0, deadline.remainingTime())));
+        }
         natsSubscription_Destroy(w->sub);
         w->sub = nullptr;
     }
-    natsConnection_Flush(d->nc());
+    if (connected)
+        natsConnection_FlushTimeout(d->nc(), 2'000);
     d->connection.reset();
 }
 

@@ -126,6 +126,11 @@ NatsServer::NatsServer(const QString &connection, const QString &tls)
 
 NatsServer::~NatsServer()
 {
+    stop();
+}
+
+void NatsServer::stop()
+{
     if (m_process.state() == QProcess::Running) {
         m_process.terminate();
         if (!m_process.waitForFinished(5000))
@@ -163,6 +168,7 @@ ServiceProcess::ServiceProcess(const NatsServer &bus, const QString &connection)
 {
     m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process.setProcessChannelMode(QProcess::SeparateChannels);
+    m_process.setStandardErrorFile(m_logs.filePath(QStringLiteral("service.log")));
     m_process.start(QStringLiteral(KORVA_BROKER_EXE),
                     {QStringLiteral("serve"), QStringLiteral("--db"), connection,
                      QStringLiteral("--nats"), bus.url(), QStringLiteral("--nats-seed"),
@@ -180,8 +186,9 @@ ServiceProcess::ServiceProcess(const NatsServer &bus, const QString &connection)
             return;
         }
     }
-    qWarning("korva-broker serve did not start: %s %s", out.constData(),
-             m_process.readAllStandardError().constData());
+    QFile log(m_logs.filePath(QStringLiteral("service.log")));
+    log.open(QIODevice::ReadOnly);
+    qWarning("korva-broker serve did not start: %s %s", out.constData(), log.readAll().constData());
 }
 
 ServiceProcess::~ServiceProcess()

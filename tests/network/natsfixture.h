@@ -7,6 +7,7 @@
 #include <server/service.h>
 
 #include <QProcess>
+#include <QTemporaryDir>
 
 #include <memory>
 #include <optional>
@@ -19,7 +20,8 @@ namespace korva::network::test {
 // A throwaway nats-server on a free loopback port with the packaged configuration, ended with
 // the object. Its users come from the store given, as an administrator makes them:
 // `korva-broker bus init` and `desk add` for "desk-a" (the victim) and "desk-b" (the
-// attacker), and `desk add --operator` for "ops". `available()` is false when the program is not installed (the test then skips).
+// attacker), and `desk add --operator` for "ops". `available()` is false when the program is not
+// installed (the test then skips).
 class NatsServer {
 public:
     // `tls`: the text of the packaged configuration's tls.conf (none: plain).
@@ -32,6 +34,7 @@ public:
     NatsSettings service() const;
     // Reads its configuration again, as `systemctl reload` makes it.
     void reload();
+    void stop();
 
     static QString program(); // empty when not installed
 
@@ -54,6 +57,7 @@ public:
     void kill();
 
 private:
+    QTemporaryDir m_logs; // its journal: a pipe nobody reads would stop it once full
     QProcess m_process;
     bool m_started = false;
 };

@@ -75,8 +75,7 @@ void TestNetworkOperator::onlyTheOperatorKeySubmitsOrAsks()
                 QDateTime::currentDateTime());
     NatsBroker supervisor(bus.desk());
     QCOMPARE(signOn(supervisor, DemoOfficer::Demo, QLatin1String(kPassword)), QString());
-    const BrokerReply workload =
-        supervisor.call(request(RequestKind::Workload, DemoOfficer::Demo));
+    const BrokerReply workload = supervisor.call(request(RequestKind::Workload, DemoOfficer::Demo));
     QVERIFY2(workload.recordSet(QStringLiteral("WORKLOAD")), qPrintable(workload.error));
 
     // An ordinary desk's key signing without a session, as an operator's does, is not heard;
@@ -156,6 +155,10 @@ void TestNetworkOperator::statusAndSubmitFromTheCommand()
              0);
     QVERIFY2(out.contains(QStringLiteral("schema=%1 ").arg(latestSchemaVersion())),
              qPrintable(out));
+
+    // With the bus gone the service still stops when told, without waiting for the bus.
+    bus.stop();
+    QVERIFY(service.stop() >= 0);
 }
 
 KORVA_SERVER_TEST_MAIN(TestNetworkOperator)
