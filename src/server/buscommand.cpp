@@ -1,5 +1,6 @@
 #include "buscommand.h"
 
+#include "admin.h"
 #include "database.h"
 #include "deskregistry.h"
 #include "servererror.h"
@@ -108,8 +109,16 @@ int run(const QString &command, const Args &a, QTextStream &out)
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     if (command == u"bus") {
         const QString path = QDir(dir).filePath(QStringLiteral("service.nk"));
+        QDir().mkpath(dir);
         if (!QFile::exists(path)) {
-            newSeedFile(path);
+            const nkeys::KeyPair key = newSeedFile(path);
+            db.open();
+            Transaction tx(db);
+            recordAdministration(db, QDateTime::fromMSecsSinceEpoch(now), operatingUser(),
+                                 QStringLiteral("bus init"),
+                                 QStringLiteral("service key %1 made in %2")
+                                     .arg(nkeys::encodeUserPublic(key.publicKey), dir));
+            tx.commit();
             out << "korva-broker: the service's bus key is " << path
                 << " (give it to korva-broker serve --nats-seed)\n";
         }
@@ -118,7 +127,7 @@ int run(const QString &command, const Args &a, QTextStream &out)
     }
     if (verb == u"list") {
         for (const DeskEntry &d : listDesks(db))
-            out << d.name << ' ' << d.nkey << '\n';
+            out << d.name << ' ' << d.nkey << (d.isOperator ? " operator" : "") << '\n';
         return 0;
     }
     const QString name = a.positional.value(1);

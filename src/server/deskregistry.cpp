@@ -1,5 +1,6 @@
 #include "deskregistry.h"
 
+#include "admin.h"
 #include "database.h"
 #include "servererror.h"
 
@@ -15,7 +16,8 @@ constexpr char kInsertDesk[] =
 constexpr char kDeleteDesk[] = R"sql(DELETE FROM KORVA_DESK WHERE DESK_ID = ?)sql";
 constexpr char kRevokeDeskSessions[] =
     R"sql(UPDATE KORVA_SESSION SET RVKD_MS = ? WHERE DESK_ID = ? AND RVKD_MS IS NULL)sql";
-constexpr char kSelectDesks[] = R"sql(SELECT DESK_ID, NKEY FROM KORVA_DESK ORDER BY DESK_ID)sql";
+constexpr char kSelectDesks[] =
+    R"sql(SELECT DESK_ID, NKEY, OPRTR FROM KORVA_DESK ORDER BY DESK_ID)sql";
 constexpr char kSelectDesk[] = R"sql(SELECT NKEY FROM KORVA_DESK WHERE DESK_ID = ?)sql";
 constexpr char kSelectOperator[] =
     R"sql(SELECT NKEY FROM KORVA_DESK WHERE DESK_ID = ? AND OPRTR = 1)sql";
@@ -38,6 +40,11 @@ void addDesk(Database &db, const QString &name, const QString &nkey, qint64 nowM
     if (db.scalar(QLatin1String(kCountDesk), {name, nkey}).toLongLong() > 0)
         throw RequestError(QStringLiteral("Desk %1 or its key is registered already.").arg(name));
     db.run(QLatin1String(kInsertDesk), {name, nkey, nowMs, isOperator ? 1 : 0}).finish();
+    recordAdministration(
+        db, QDateTime::fromMSecsSinceEpoch(nowMs), operatingUser(), QStringLiteral("desk add"),
+        QStringLiteral("%1 %2 registered, key %3")
+            .arg(isOperator ? QStringLiteral("operator desk") : QStringLiteral("desk"), name,
+                 nkey));
     tx.commit();
 }
 
@@ -49,6 +56,10 @@ bool removeDesk(Database &db, const QString &name, qint64 nowMs)
     const bool removed = q.numRowsAffected() > 0;
     q.finish();
     db.run(QLatin1String(kRevokeDeskSessions), {nowMs, name}).finish();
+    if (removed)
+        recordAdministration(db, QDateTime::fromMSecsSinceEpoch(nowMs), operatingUser(),
+                             QStringLiteral("desk remove"),
+                             QStringLiteral("desk %1 removed and its sessions ended").arg(name));
     tx.commit();
     return removed;
 }
@@ -59,7 +70,8 @@ QList<DeskEntry> listDesks(Database &db)
     QList<DeskEntry> out;
     QSqlQuery &q = db.run(QLatin1String(kSelectDesks));
     while (q.next())
-        out.append({q.value(0).toString(), q.value(1).toString().trimmed()});
+        out.append(
+            {q.value(0).toString(), q.value(1).toString().trimmed(), q.value(2).toInt() == 1});
     q.finish();
     return out;
 }

@@ -14,6 +14,7 @@ class Database;
 struct DeskEntry {
     QString name;
     QString nkey; // "U…"
+    bool isOperator = false;
 };
 
 // Throws RequestError for a name that is not a subject-safe one or is taken, and for a key that

@@ -63,6 +63,14 @@ StartCommandLine::StartCommandLine()
                               "(nats://host:4222) and sign on with a password, instead of a "
                               "database of this desk's own (default: settings)."),
                QStringLiteral("url"))
+    , m_desk(QStringLiteral("desk"),
+             QStringLiteral("With --broker: this desk's registered name on the bus (default: "
+                            "settings, broker/desk)."),
+             QStringLiteral("name"))
+    , m_deskKey(QStringLiteral("desk-key"),
+                QStringLiteral("With --broker: this desk's bus key file, as korva-broker desk add "
+                               "made it (default: settings, broker/seedFile)."),
+                QStringLiteral("file"))
     , m_help({QStringLiteral("h"), QStringLiteral("help")},
              QStringLiteral("Show this help and quit."))
     , m_version(QStringLiteral("version"), QStringLiteral("Show the version and quit."))
@@ -70,7 +78,7 @@ StartCommandLine::StartCommandLine()
     m_parser.setApplicationDescription(
         QStringLiteral("Korva Assignments: list, create and act on assignments."));
     m_parser.addOptions({m_officer, m_database, m_demo, m_demoSize, m_timeout, m_screenshot,
-                         m_broker, m_help, m_version});
+                         m_broker, m_desk, m_deskKey, m_help, m_version});
 }
 
 QString StartCommandLine::helpText() const
@@ -158,8 +166,11 @@ bool StartCommandLine::parse(const QStringList &arguments, const QSettings &sett
     m_options.brokerCaFile = settings.value(key(SettingsKey::BrokerCaFile)).toString();
     m_options.brokerCertFile = settings.value(key(SettingsKey::BrokerCertFile)).toString();
     m_options.brokerKeyFile = settings.value(key(SettingsKey::BrokerKeyFile)).toString();
-    m_options.brokerDesk = settings.value(key(SettingsKey::BrokerDesk)).toString();
-    m_options.brokerSeedFile = settings.value(key(SettingsKey::BrokerSeedFile)).toString();
+    m_options.brokerDesk = pick(m_desk, SettingsKey::BrokerDesk).trimmed();
+    m_options.brokerSeedFile = pick(m_deskKey, SettingsKey::BrokerSeedFile).trimmed();
+    if (!m_options.networked() && (m_parser.isSet(m_desk) || m_parser.isSet(m_deskKey)))
+        return fail(QStringLiteral("--desk and --desk-key name this desk on the bus: they go "
+                                   "with --broker."));
     if (m_options.networked() && (m_parser.isSet(m_demo) || m_parser.isSet(m_database)))
         return fail(QStringLiteral("--broker signs on to a service: --db and --demo are for a "
                                    "desk's own database."));

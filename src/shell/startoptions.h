@@ -59,6 +59,8 @@ private:
     QCommandLineOption m_timeout;
     QCommandLineOption m_screenshot;
     QCommandLineOption m_broker;
+    QCommandLineOption m_desk;
+    QCommandLineOption m_deskKey;
     QCommandLineOption m_help;
     QCommandLineOption m_version;
     StartOptions m_options;

@@ -24,6 +24,7 @@ private slots:
     void connectionTextsSayWhatToDo();
     void brokerOptionExcludesALocalDatabase_data();
     void brokerOptionExcludesALocalDatabase();
+    void theDeskIsNamedOnTheCommandLineOrInTheSettings();
 };
 
 void TestSignOnDialog::refusalKeepsTheDialogOpenAndAGoodPasswordClosesIt()
@@ -144,6 +145,8 @@ void TestSignOnDialog::brokerOptionExcludesALocalDatabase_data()
                        QStringLiteral("--db"), QStringLiteral("/tmp/x.db")}
         << false << QString();
     QTest::newRow("embedded") << QStringList{} << true << QString();
+    QTest::newRow("desk without a bus")
+        << QStringList{QStringLiteral("--desk"), QStringLiteral("desk-1")} << false << QString();
 }
 
 void TestSignOnDialog::brokerOptionExcludesALocalDatabase()
@@ -160,6 +163,25 @@ void TestSignOnDialog::brokerOptionExcludesALocalDatabase()
         QCOMPARE(commandLine.options().broker, broker);
         QCOMPARE(commandLine.options().networked(), !broker.isEmpty());
     }
+}
+
+void TestSignOnDialog::theDeskIsNamedOnTheCommandLineOrInTheSettings()
+{
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("s.ini")), QSettings::IniFormat);
+    settings.setValue(QStringLiteral("broker/desk"), QStringLiteral("desk-9"));
+    settings.setValue(QStringLiteral("broker/seedFile"), QStringLiteral("/etc/korva/desk-9.nk"));
+    const QStringList bus{QStringLiteral("korva"), QStringLiteral("--broker"),
+                          QStringLiteral("nats://bus:4222")};
+    StartCommandLine commandLine;
+    QVERIFY(commandLine.parse(bus, settings));
+    QCOMPARE(commandLine.options().brokerDesk, QStringLiteral("desk-9"));
+    QVERIFY(commandLine.parse(bus + QStringList{QStringLiteral("--desk"), QStringLiteral("desk-1"),
+                                                QStringLiteral("--desk-key"),
+                                                QStringLiteral("/home/o/desk-1.nk")},
+                              settings));
+    QCOMPARE(commandLine.options().brokerDesk, QStringLiteral("desk-1"));
+    QCOMPARE(commandLine.options().brokerSeedFile, QStringLiteral("/home/o/desk-1.nk"));
 }
 
 QTEST_MAIN(TestSignOnDialog)
