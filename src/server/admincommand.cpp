@@ -38,11 +38,15 @@ const Help kHelp[] = {
     {"export", "export --db <connection> <kind> [<file.csv>]",
      "Writes the stored rows of a kind in the form import reads (to standard output without\n"
      "a file)."},
-    {"submit", "submit refund-requests --db <connection> <file.csv>",
+    {"submit",
+     "submit refund-requests --db <connection> <file.csv>\n"
+     "       submit refund-requests --nats <url> --desk <operator-desk> --seed <file> "
+     "[--tls-ca <file>] <file.csv>",
      "Columns CUST_ID, RCPT_NBR, RFND_AMT, OFCR_TO_ID (ASGNMT_SBJCT_TXT, ASGNMT_CMMT_TXT\n"
      "optional). Each line becomes a refund at status 0 and its \"REFUND REQUEST\" assignment\n"
      "from officer 1000 to the officer named; all lines or none. Refuses unknown customers and\n"
-     "officers, receipt numbers already on file or twice in the file, and amounts not above 0."},
+     "officers, receipt numbers already on file or twice in the file, and amounts not above 0.\n"
+     "Over the bus the request is signed with an operator's key (desk add --operator)."},
     {"officer",
      "officer add --db <connection> <id> --last <name> [--first <name>] "
      "[--middle <name>] --region <region> [--from <yyyy-mm-dd>]\n"
@@ -76,12 +80,25 @@ const Help kHelp[] = {
     {"demo", "demo --db <connection> [--size <assignments>] [--force] [--seed <n>]",
      "Creates a store filled with invented officers, customers and assignments."},
     {"serve",
-     "serve --db <connection> --nats <url> [--subject <s>] [--queue <q>] [--workers <n>]\n"
-     "             [--idle-minutes <n>] [--nats-user <u> --nats-password <p>] [--nats-creds "
-     "<file>]\n"
+     "serve --db <connection> --nats <url> --nats-seed <file> [--subject <s>] [--queue <q>]\n"
+     "             [--workers <n>] [--idle-minutes <n>]\n"
      "             [--tls-ca <file>] [--tls-cert <file> --tls-key <file>]",
-     "Answers requests from the message bus until SIGTERM or SIGINT, then drains; the store is\n"
-     "checked and brought up to date first (see the README, \"Many officers, one server\")."},
+     "Answers requests from the message bus until SIGTERM or SIGINT, then drains (at once when\n"
+     "the bus is gone); the store is checked and brought up to date first. --nats-seed is the\n"
+     "service's bus key that bus init made (see the README, \"Many officers, one server\")."},
+    {"bus", "bus init --db <connection> --conf-dir <dir> [--subject <s>]",
+     "Makes the service's bus key <dir>/service.nk (once) and writes <dir>/bus-users.conf, the\n"
+     "bus's users: public keys and what each may publish and hear. Reload nats-server after."},
+    {"desk",
+     "desk add <name> --db <connection> --conf-dir <dir> [--operator]\n"
+     "       desk remove <name> --db <connection> --conf-dir <dir>\n"
+     "       desk list --db <connection>",
+     "Registers a desk and makes its bus key <dir>/desks/<name>.nk (--operator: a key for\n"
+     "submit and status over the bus, acting for no officer), removes one and ends its\n"
+     "sessions, or lists them (operators marked). add and remove rewrite bus-users.conf."},
+    {"status", "status --nats <url> --desk <operator-desk> --seed <file> [--tls-ca <file>]",
+     "Asks the running services how they are: version, schema, uptime, requests answered,\n"
+     "sessions open. Only an operator's key is answered."},
     {"passwd", "passwd --db <connection> --officer <id>",
      "Sets an officer's password, read from standard input, and ends their sessions; the\n"
      "administration log records that it was set."},
