@@ -12,6 +12,7 @@
 class QCheckBox;
 class QPushButton;
 class QRadioButton;
+class QSettings;
 
 namespace korva {
 
@@ -52,6 +53,11 @@ public:
     // The row commands' buttons (1 to 5): all on or off, or as the selected row allows.
     void enableRowCommands(bool enable);
     void enableForSelection(const QString &status, bool systemGenerated, int historyCount);
+
+    // What the officer chose last (received or sent, open, closed, all officers) and the
+    // list's columns, kept between sessions; the dates start from today each time.
+    void saveRemembered(QSettings &settings) const;
+    void restoreRemembered(const QSettings &settings);
 
     // The list, for the row commands that read the selected row.
     DataGrid *grid() const { return grdAssignment; }

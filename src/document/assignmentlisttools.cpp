@@ -191,6 +191,7 @@ void AssignmentListTools::listBound()
     m_today = platform().clock ? platform().clock->today() : QDate::currentDate();
     m_names.clear();
     updateCounts();
+    emit listShown();
 }
 
 void AssignmentListTools::updateCounts()

@@ -39,6 +39,10 @@ public:
     QLabel *countsLabel() const { return m_counts; }
     QPushButton *exportButton() const { return m_export; }
 
+signals:
+    // A list reply's rows were bound: whatever was noticed before is in them now.
+    void listShown();
+
 private:
     void listBound();
     void updateCounts();

@@ -344,8 +344,10 @@ std::unique_ptr<ShellWindow> ShellSession::openWindow()
     // The list itself is rebuilt only by a search: the officer is told, not the screen.
     if (m_bus)
         m_bus->listenForNotices([target = QPointer<ShellWindow>(window.get())](const QString &) {
-            if (target)
-                target->showStatus(QStringLiteral("New assignment received - Search to refresh"));
+            if (!target)
+                return;
+            target->showStatus(QStringLiteral("New assignment received - Search to refresh"));
+            target->noteNewAssignment();
         });
 #endif
     return window;

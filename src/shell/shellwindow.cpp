@@ -46,7 +46,7 @@ void ShellWindow::restoreRemembered()
     const QSettings settings;
     restoreGeometry(settings.value(QStringLiteral("window/geometry")).toByteArray());
     if (m_document && m_document->listTab)
-        m_document->listTab->tools()->restoreLayout(settings);
+        m_document->listTab->restoreRemembered(settings);
 }
 
 void ShellWindow::saveRemembered() const
@@ -56,7 +56,7 @@ void ShellWindow::saveRemembered() const
     QSettings settings;
     settings.setValue(QStringLiteral("window/geometry"), saveGeometry());
     if (m_document && m_document->listTab)
-        m_document->listTab->tools()->saveLayout(settings);
+        m_document->listTab->saveRemembered(settings);
 }
 
 ShellWindow::~ShellWindow() = default;
@@ -81,6 +81,11 @@ void ShellWindow::createDocument()
     m_document = new KORVA_AssignMaint(this);
     m_document->setContainer(containerTag(), containerCaption());
     setCentralWidget(m_document);
+    if (m_document->listTab)
+        connect(m_document->listTab->tools(), &AssignmentListTools::listShown, this, [this] {
+            m_newSinceSearch = 0;
+            m_newLabel->hide();
+        });
 }
 
 void ShellWindow::createStatusBar(const QString &sessionText)
@@ -88,7 +93,21 @@ void ShellWindow::createStatusBar(const QString &sessionText)
     statusBar()->setObjectName(QStringLiteral("sbrStatus"));
     m_sessionLabel = new QLabel(sessionText, this);
     m_sessionLabel->setObjectName(QStringLiteral("lblSession"));
+    m_newLabel = new QLabel(this);
+    m_newLabel->setObjectName(QStringLiteral("lblNewAssignments"));
+    m_newLabel->setAccessibleName(tr("New assignments since the last search"));
+    m_newLabel->hide();
+    statusBar()->addPermanentWidget(m_newLabel);
     statusBar()->addPermanentWidget(m_sessionLabel);
+}
+
+void ShellWindow::noteNewAssignment()
+{
+    ++m_newSinceSearch;
+    m_newLabel->setText(m_newSinceSearch == 1
+                            ? tr("1 new assignment since the last search")
+                            : tr("%1 new assignments since the last search").arg(m_newSinceSearch));
+    m_newLabel->show();
 }
 
 void ShellWindow::showStatus(const QString &text)

@@ -45,6 +45,10 @@ public:
     const QString &lastToolbarCaller() const { return m_lastCaller; }
 
     void showStatus(const QString &text);
+    // A new assignment was sent to the officer: counted beside the session until the next
+    // search shows it.
+    void noteNewAssignment();
+    int newSinceSearch() const { return m_newSinceSearch; }
 
     // Asks the document whether it may go; when it may, unloads and destroys it.
     bool closeDocument();
@@ -73,6 +77,8 @@ private:
     QHash<int, QAction *> m_buttons;
     QHash<int, bool> m_buttonEnabled; // as the document last set them
     QLabel *m_sessionLabel = nullptr;
+    QLabel *m_newLabel = nullptr;
+    int m_newSinceSearch = 0;
     QString m_lastCaller;
     bool m_saveAllowed = false; // the document's entry is acceptable (host note 7)
     bool m_documentLeft = false;

@@ -8,6 +8,7 @@
 
 #include <QHeaderView>
 #include <QLabel>
+#include <QRadioButton>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -161,7 +162,7 @@ private slots:
                  QColor(Qt::red));
         QVERIFY(m->data(m->index(2, 0), Qt::AccessibleTextRole).toString().startsWith(u"Overdue"));
         QTRY_COMPARE(f.doc().listTab->tools()->countsLabel()->text(),
-                 QStringLiteral("3 rows, 2 overdue"));
+                     QStringLiteral("3 rows, 2 overdue"));
     }
 
     void rowsNewSinceTheLastListAreMarked()
@@ -216,12 +217,22 @@ private slots:
             grid->horizontalHeader()->moveSection(grid->horizontalHeader()->visualIndex(number), 5);
             grid->setColumnWidth(number, 133);
             clickHeading(grid, QStringLiteral("ASGNMT_NBR"));
-            f.doc().listTab->tools()->saveLayout(settings);
+            // The last search's choices: sent, every status, all officers.
+            for (const char *name : {"optSent", "optAllOfficers"})
+                f.doc().findChild<QRadioButton *>(QLatin1String(name))->setChecked(true);
+            f.doc().findChild<QRadioButton *>(QStringLiteral("optButton(1)"))->setChecked(false);
+            f.doc().listTab->saveRemembered(settings);
         }
         Fixture f;
         f.showWith(threeRows());
         DataGrid *grid = f.grid();
-        f.doc().listTab->tools()->restoreLayout(settings);
+        f.doc().listTab->restoreRemembered(settings);
+        for (const char *name : {"optSent", "optAllOfficers"})
+            QVERIFY(f.doc().findChild<QRadioButton *>(QLatin1String(name))->isChecked());
+        f.button(0)->click();
+        QVERIFY(f.lastRequest().hasKey(u"OFCR_FRM_ID"));
+        QVERIFY(!f.lastRequest().hasKey(u"ASGNMT_STTS_CD"));
+        f.tp.fakeBroker.replyGood({assignments(threeRows())});
         QCOMPARE(grid->horizontalHeader()->visualIndex(number), 5);
         QCOMPARE(grid->columnWidth(number), 133);
         QCOMPARE(shownNumbers(grid), QStringLiteral("9 10 100").split(u' '));

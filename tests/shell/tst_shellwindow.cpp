@@ -10,8 +10,10 @@
 
 #include <QAction>
 #include <QFileInfo>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QTabWidget>
 #include <QTemporaryDir>
@@ -116,6 +118,16 @@ private slots:
         QVERIFY(platform().lookups->officer(1002).has_value());
         QVERIFY(m_boxes->shown.isEmpty());
         QVERIFY(!s.window->toolbarAction(ToolbarButton::Save)->isEnabled());
+
+        // Notices of new assignments are counted until a search shows them.
+        auto *newLabel = s.window->findChild<QLabel *>(QStringLiteral("lblNewAssignments"));
+        s.window->noteNewAssignment();
+        s.window->noteNewAssignment();
+        QCOMPARE(newLabel->text(), QStringLiteral("2 new assignments since the last search"));
+        QVERIFY(newLabel->isVisible());
+        s.window->document()->findChild<QPushButton *>(QStringLiteral("cmdButton(0)"))->click();
+        QTRY_COMPARE_WITH_TIMEOUT(s.window->newSinceSearch(), 0, kListWaitMs);
+        QVERIFY(!newLabel->isVisible());
 
         s.window->toolbarAction(ToolbarButton::New)->trigger();
         QCOMPARE(s.window->document()->tabTab->currentIndex(), 1);
