@@ -48,6 +48,7 @@ void KORVA_AssignMaint::ApplyStartupRights()
 
     m_assignmentClosers = platform().user->inGroup(kClosersGroup);
     listTab->setClosersIndicator(m_assignmentClosers);
+    listTab->enableOfficerChoice(platform().user->hasRight(QStringLiteral("AssignmentListAll")));
 }
 
 void KORVA_AssignMaint::InitializeSettings()

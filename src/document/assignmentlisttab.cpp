@@ -8,6 +8,7 @@
 #include "platform/errors.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -142,6 +143,12 @@ void AssignmentListTab::createControls()
     optCurrentOfficer->setChecked(true);
     offLayout->addWidget(optCurrentOfficer);
     offLayout->addWidget(optAllOfficers);
+    cboListOfficer = new QComboBox(officers);
+    cboListOfficer->setObjectName(QStringLiteral("cboListOfficer"));
+    cboListOfficer->setAccessibleName(QStringLiteral("Whose assignments"));
+    cboListOfficer->setToolTip(QStringLiteral("Whose assignments the search lists"));
+    cboListOfficer->hide();
+    offLayout->addWidget(cboListOfficer);
     grid->addWidget(officers, 0, 4, 2, 1);
 
     cmdButton[kSearch] = new QPushButton(QStringLiteral("&Search"), search);

@@ -11,6 +11,7 @@
 
 class QCheckBox;
 class QPushButton;
+class QComboBox;
 class QRadioButton;
 class QSettings;
 
@@ -53,6 +54,11 @@ public:
     // The row commands' buttons (1 to 5): all on or off, or as the selected row allows.
     void enableRowCommands(bool enable);
     void enableForSelection(const QString &status, bool systemGenerated, int historyCount);
+
+    // For a holder of "AssignmentListAll": whose list to search, chosen beside "All Officers"
+    // (the signed-on officer first, then every officer in service by name).
+    void enableOfficerChoice(bool allowed);
+    qint64 listedOfficer() const;
 
     // What the officer chose last (received or sent, open, closed, all officers) and the
     // list's columns, kept between sessions; the dates start from today each time.
@@ -102,6 +108,7 @@ private:
     QRadioButton *optSent = nullptr;            // partner of optButton(3): the sent list
     QRadioButton *optCurrentOfficer = nullptr;  // narrow the shown rows to the officer
     QRadioButton *optAllOfficers = nullptr;
+    QComboBox *cboListOfficer = nullptr; // whose list, for those who may see anyone's
     std::array<QCheckBox *, 3> chkBox{};
     DataControl *adoAssignment = nullptr;
     DataGrid *grdAssignment = nullptr;

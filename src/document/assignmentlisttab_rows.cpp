@@ -9,6 +9,7 @@
 #include "platform/errors.h"
 #include "platform/platform.h"
 
+#include <QComboBox>
 #include <QRadioButton>
 
 namespace korva {
@@ -57,7 +58,7 @@ QList<RequestParameter> AssignmentListTab::searchKeys() const
         RequestParameter::key(QStringLiteral("ASGNMT_TO_DT"), modAssignMaint::DB2Date(to)),
         RequestParameter::key(receivedChosen() ? QStringLiteral("OFCR_TO_ID")
                                                : QStringLiteral("OFCR_FRM_ID"),
-                              QString::number(m_officerId)),
+                              QString::number(listedOfficer())),
     };
     if (optButton[kOpen]->isChecked())
         keys.append(RequestParameter::key(QStringLiteral("ASGNMT_STTS_CD"), QStringLiteral("O")));
@@ -70,7 +71,33 @@ QString AssignmentListTab::officerFilter() const
 {
     const QString field =
         receivedChosen() ? QStringLiteral("OFCR_TO_ID") : QStringLiteral("OFCR_FRM_ID");
-    return field + QStringLiteral(" = ") + QString::number(m_officerId);
+    return field + QStringLiteral(" = ") + QString::number(listedOfficer());
+}
+
+void AssignmentListTab::enableOfficerChoice(bool allowed)
+{
+    cboListOfficer->clear();
+    cboListOfficer->setVisible(allowed);
+    if (!allowed)
+        return;
+    cboListOfficer->addItem(modAssignMaint::OfficerDisplayName(QString::number(m_officerId)),
+                            qint64(m_officerId));
+    const QDate today = platform().clock->today();
+    for (const OfficerInfo &o : platform().lookups->searchOfficers(QString(), 0)) {
+        if (o.id == m_officerId || (o.activeTo.isValid() && o.activeTo < today))
+            continue;
+        cboListOfficer->addItem(modAssignMaint::OfficerDisplayName(QString::number(o.id)),
+                                qint64(o.id));
+    }
+}
+
+qint64 AssignmentListTab::listedOfficer() const
+{
+    // Anyone else's list is the choice of those shown the choice; the server holds them to it.
+    return cboListOfficer->isVisibleTo(cboListOfficer->parentWidget()) &&
+                   cboListOfficer->currentIndex() >= 0
+               ? cboListOfficer->currentData().toLongLong()
+               : qint64(m_officerId);
 }
 
 void AssignmentListTab::showRows(const RecordSetPtr &rows)

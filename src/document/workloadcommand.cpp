@@ -24,8 +24,7 @@ void installWorkloadCommand(QWidget *owner, QTabWidget *tabs)
     button->setObjectName(QStringLiteral("cmdWorkload"));
     button->setToolTip(QStringLiteral("Open, overdue, due this week and closed this month, per "
                                       "officer"));
-    button->setVisible(platform().user &&
-                       platform().user->hasRight(QLatin1String(kRightListAll)));
+    button->setVisible(platform().user && platform().user->hasRight(QLatin1String(kRightListAll)));
     tabs->setCornerWidget(button, Qt::TopRightCorner);
     auto overview = std::make_shared<QPointer<frmWorkload>>();
     QObject::connect(button, &QPushButton::clicked, owner, [owner, overview] {

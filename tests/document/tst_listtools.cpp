@@ -6,6 +6,7 @@
 #include "platform/controls/gridproxy.h"
 #include "test_main.h"
 
+#include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
 #include <QRadioButton>
@@ -202,6 +203,26 @@ private slots:
         QVERIFY(lines[1].startsWith("10,Open,Payment Correction,Refund,"));
         QVERIFY(lines[2].startsWith("100,Open,Referral,\"Audit, \"\"urgent\"\"\","));
         QVERIFY(lines[1].endsWith("\r"));
+    }
+
+    void aSupervisorChoosesWhoseListToSearch()
+    {
+        {
+            Fixture f; // without the right, no choice: the officer's own list
+            f.showWith(threeRows());
+            QVERIFY(f.doc().findChild<QComboBox *>(QStringLiteral("cboListOfficer"))->isHidden());
+        }
+        Fixture f;
+        f.tp.fakeUser.rights.insert(QStringLiteral("AssignmentListAll"));
+        f.showWith(threeRows());
+        auto *whose = f.doc().findChild<QComboBox *>(QStringLiteral("cboListOfficer"));
+        QVERIFY(whose->isVisible());
+        QVERIFY(whose->count() > 1);
+        QCOMPARE(whose->itemData(0).toLongLong(), qint64(f.tp.fakeUser.officerId()));
+        whose->setCurrentIndex(1);
+        const QString other = whose->itemData(1).toString();
+        f.button(0)->click();
+        QCOMPARE(f.lastRequest().keyValue(u"OFCR_TO_ID"), other);
     }
 
     void columnsAndSortAreRememberedButNotWhichAreShown()
