@@ -51,6 +51,9 @@ frmWorkload::frmWorkload(QWidget *parent)
     tblWorkload->setEditTriggers(QAbstractItemView::NoEditTriggers);
     tblWorkload->setSelectionBehavior(QAbstractItemView::SelectRows);
     tblWorkload->verticalHeader()->hide();
+    tblWorkload->setWordWrap(false);
+    // The counts as wide as their headings; the names take the rest.
+    tblWorkload->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
     tblWorkload->horizontalHeader()->setSectionResizeMode(Officer, QHeaderView::Stretch);
 
     lblStatus = new QLabel(this);

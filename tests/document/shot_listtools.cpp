@@ -1,6 +1,8 @@
 // Renders the list's sorting, quick filter and overdue marks for a look at the screen (run
 // under xvfb-run, or offscreen):
-//   shot_listtools [folder]   writes list-sorted.png, list-filter.png and list-overdue.png
+//   shot_listtools [folder]   writes list-sorted.png, list-filter.png, list-overdue.png and
+//                             workload.png
+#include "dialogs/frmworkload.h"
 #include "document/assignmentlisttab.h"
 #include "document/assignmentlisttools.h"
 #include "documentfixture.h"
@@ -56,5 +58,25 @@ int main(int argc, char *argv[])
     QTest::keyClicks(tools->filterBox(), QStringLiteral("refund"));
     QApplication::processEvents();
     ok = f.doc().grab().save(folder.filePath(QStringLiteral("list-filter.png"))) && ok;
+
+    // The supervisor's overview, as the server counts it for a handful of officers.
+    frmWorkload workload;
+    workload.resize(620, 300);
+    workload.show();
+    workload.Refresh();
+    QList<QList<QVariant>> counts;
+    for (int officer : {1001, 1002, 1003, 1004})
+        counts.append(
+            {officer, 40 - officer % 7 * 5, officer % 5 * 3, officer % 4 + 1, officer % 6 * 2});
+    f.tp.fakeBroker.replyGood(
+        {testkit::makeRecordSet(QStringLiteral("WORKLOAD"),
+                                {{QStringLiteral("OFCR_ID"), FieldType::Integer},
+                                 {QStringLiteral("OPEN_CNT"), FieldType::Integer},
+                                 {QStringLiteral("OVERDUE_CNT"), FieldType::Integer},
+                                 {QStringLiteral("DUE_WEEK_CNT"), FieldType::Integer},
+                                 {QStringLiteral("CLSD_MONTH_CNT"), FieldType::Integer}},
+                                counts)});
+    QApplication::processEvents();
+    ok = workload.grab().save(folder.filePath(QStringLiteral("workload.png"))) && ok;
     return ok ? 0 : 1;
 }
