@@ -114,6 +114,7 @@ void GridProxyModel::setSortTextSource(SortTextSource source)
 {
     m_sortText = std::move(source);
     m_keysColumn = -1;
+    m_keysFilled = 0;
 }
 
 void GridProxyModel::setMarkColumn(int column)
@@ -164,6 +165,7 @@ bool GridProxyModel::prepareInfo()
     m_infoOf = rs.get();
     m_infoCount = count;
     m_keysColumn = -1;
+    m_keysFilled = 0;
     // Freeing 50,000 rows' texts is work a frame cannot spare: it is done between frames
     // too. Not by a worker, whose frees would contend with this thread's for its heap.
     if (m_info.size() > 2000 && m_doomed.empty()) {
@@ -230,6 +232,18 @@ void GridProxyModel::fillSlice()
     if (!m_source->recordSet())
         return;
     prepareInfo();
+    if (sortPending()) {
+        // The sort the officer asked for comes before the marks.
+        fillKeys(m_sortColumn, 4'000'000);
+        if (sortPending()) {
+            m_fill.start();
+            return;
+        }
+        beginResetModel();
+        rebuild(false);
+        endResetModel();
+        slice.restart();
+    }
     while (m_fillFrom < m_infoCount) {
         const int end = std::min(m_infoCount, m_fillFrom + 128);
         for (; m_fillFrom < end; ++m_fillFrom)
@@ -243,19 +257,43 @@ void GridProxyModel::fillSlice()
         emit infoReady();
 }
 
+bool GridProxyModel::keysReady(int column) const
+{
+    const RecordSetPtr &rs = m_source->recordSet();
+    return m_keysColumn == column && m_keysFilled == (rs ? rs->storageCount() : 0);
+}
+
+bool GridProxyModel::sortPending() const
+{
+    // Up to this many rows a sort is worked out at once, within a frame.
+    constexpr int kSortAtOnce = 5000;
+    return m_sortColumn >= 0 && m_source->rowCount() > kSortAtOnce && !keysReady(m_sortColumn);
+}
+
 void GridProxyModel::ensureKeys(int column)
 {
-    if (m_keysColumn == column)
-        return;
+    fillKeys(column, 0);
+}
+
+void GridProxyModel::fillKeys(int column, qint64 budgetNs)
+{
     const RecordSetPtr &rs = m_source->recordSet();
     const int count = rs ? rs->storageCount() : 0;
-    m_keys.assign(size_t(count), SortKey{});
-    m_keysColumn = column;
+    if (m_keysColumn != column) {
+        m_keys.assign(size_t(count), SortKey{});
+        m_keysColumn = column;
+        m_keysFilled = 0;
+    }
     if (!rs)
         return;
+    QElapsedTimer spent;
+    spent.start();
     const int field = m_source->fieldIndexOf(column);
     const FieldType type = field >= 0 ? rs->fields().at(field).type : FieldType::Text;
-    for (int s = 0; s < count; ++s) {
+    for (; m_keysFilled < count; ++m_keysFilled) {
+        if (budgetNs > 0 && m_keysFilled % 128 == 0 && spent.nsecsElapsed() > budgetNs)
+            return;
+        const int s = m_keysFilled;
         SortKey &key = m_keys[size_t(s)];
         if (field >= 0 && numeric(type)) {
             key.null = !numberOf(rs->storageRow(s).value(field), type, key.number);
@@ -285,6 +323,15 @@ void GridProxyModel::rebuild(bool narrowOnly)
     prepareInfo(); // forgets the sort keys of another record set
     if (!m_filter.isEmpty())
         ensureInfo(); // a sort alone needs no row's filter text
+    const bool sortNow = m_sortColumn >= 0 && !sortPending();
+    if (m_sortColumn >= 0 && !sortNow)
+        m_fill.start();
+    if (m_filter.isEmpty() && !sortNow) {
+        m_identity = true;
+        m_rows.clear();
+        m_inverse.clear();
+        return;
+    }
     if (narrowOnly) {
         std::erase_if(m_rows, [&](int row) {
             return !m_info[size_t(rs->storageIndex(row))].haystack.contains(m_filter);
@@ -297,7 +344,7 @@ void GridProxyModel::rebuild(bool narrowOnly)
                 m_info[size_t(rs->storageIndex(row))].haystack.contains(m_filter))
                 m_rows.push_back(row);
         }
-        if (m_sortColumn >= 0) {
+        if (sortNow) {
             ensureKeys(m_sortColumn);
             // Sort storage rows, then read the view rows back: one lookup per row, not per
             // comparison.

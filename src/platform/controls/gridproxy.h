@@ -18,8 +18,9 @@ class RecordSetModel;
 // them, so what is worked out per row survives the record set's own filter and sort; it is
 // worked out again only when another record set is bound or rows are added. A freshly bound
 // list is worked out a slice at a time between frames (rows on screen first, as they are
-// painted), so 50,000 rows never hold the screen; a filter, a sort or a count asked for
-// before then finishes the work at once.
+// painted), so 50,000 rows never hold the screen; a filter or a count asked for before then
+// finishes the work at once. A long list's first sort by a column is worked out the same way
+// and shown once its keys are ready, a few frames later.
 //
 // The view's rows map to the record set's view rows; with no filter and no sort the mapping
 // is the identity and costs nothing.
@@ -91,6 +92,10 @@ private:
     const RowInfo &rowInfo(int storageRow) const;
     void fillSlice();
     void ensureKeys(int column);
+    // Works out `column`'s keys from where it stopped, for at most `budgetNs` (0: all).
+    void fillKeys(int column, qint64 budgetNs);
+    bool keysReady(int column) const;
+    bool sortPending() const;
     const RowInfo *info(int proxyRow) const;
 
     RecordSetModel *m_source;
@@ -111,6 +116,7 @@ private:
     int m_fillFrom = 0;
     QTimer m_fill;
     int m_keysColumn = -1;
+    int m_keysFilled = 0;
     std::vector<SortKey> m_keys;
 
     bool m_identity = true;
