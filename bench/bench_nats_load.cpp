@@ -330,8 +330,7 @@ int main(int argc, char *argv[])
         QFile file(QDir(g_keys).filePath(name + QStringLiteral(".nk")));
         if (!file.open(QIODevice::WriteOnly))
             std::abort();
-        // With its line's end, as `desk add` writes it: the bus library reads the seed up to
-        // the end of the line, and without one it now and then signed with a wrong key.
+        // As `desk add` writes it, line end included.
         file.write(nkeys::encodeUserSeed(key.seed).toLatin1() + '\n');
         return nkeys::encodeUserPublic(key.publicKey);
     };

@@ -2,6 +2,7 @@
 #include "assignmententrytab.h"
 #include "assignmentlisttab.h"
 #include "korva_assignmaint.h"
+#include "workloadcommand.h"
 
 #include "platform/errors.h"
 #include "platform/numbers.h"
@@ -48,7 +49,7 @@ void KORVA_AssignMaint::ApplyStartupRights()
 
     m_assignmentClosers = platform().user->inGroup(kClosersGroup);
     listTab->setClosersIndicator(m_assignmentClosers);
-    listTab->enableOfficerChoice(platform().user->hasRight(QStringLiteral("AssignmentListAll")));
+    listTab->enableOfficerChoice(platform().user->hasRight(QLatin1String(kRightListAll)));
 }
 
 void KORVA_AssignMaint::InitializeSettings()

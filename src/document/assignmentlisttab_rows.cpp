@@ -93,11 +93,9 @@ void AssignmentListTab::enableOfficerChoice(bool allowed)
 
 qint64 AssignmentListTab::listedOfficer() const
 {
-    // Anyone else's list is the choice of those shown the choice; the server holds them to it.
-    return cboListOfficer->isVisibleTo(cboListOfficer->parentWidget()) &&
-                   cboListOfficer->currentIndex() >= 0
-               ? cboListOfficer->currentData().toLongLong()
-               : qint64(m_officerId);
+    // The choice is filled only for those who may make it; the server holds them to it.
+    return cboListOfficer->currentIndex() >= 0 ? cboListOfficer->currentData().toLongLong()
+                                               : qint64(m_officerId);
 }
 
 void AssignmentListTab::showRows(const RecordSetPtr &rows)

@@ -12,11 +12,7 @@
 
 namespace korva {
 
-namespace {
-
-constexpr auto kRightListAll = "AssignmentListAll";
-
-} // namespace
+namespace {} // namespace
 
 void installWorkloadCommand(QWidget *owner, QTabWidget *tabs)
 {
