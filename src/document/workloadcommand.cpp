@@ -12,8 +12,6 @@
 
 namespace korva {
 
-namespace {} // namespace
-
 void installWorkloadCommand(QWidget *owner, QTabWidget *tabs)
 {
     auto *button = new QPushButton(QStringLiteral("&Workload..."), tabs);
